@@ -1,0 +1,185 @@
+// Line input: GetNextLine for files, pipes and the console, the console
+// line reader, single-key questions and the prompt.
+#include <cwchar>
+#include "console/output.h"
+#include "core/bdx.h"
+#include "core/format.h"
+
+namespace {
+
+// Bytes of one line from a pipe, read a unit at a time so that nothing
+// past the line end is taken from the pipe.
+int ReadPipeLine(HANDLE h, CString &line, bool wide, int maxChars) {
+    std::string bytes;
+    std::wstring units;
+    int consumed = 0;
+    for (;;) {
+        wchar_t unit = 0;
+        DWORD got = 0;
+        if (!ReadFile(h, &unit, wide ? 2 : 1, &got, nullptr) || !got) break;
+        consumed++;
+        if (unit == L'\n') break;
+        if (unit == L'\r') continue;
+        if (wide) units += unit;
+        else bytes += (char)unit;
+        if ((int)(units.size() + bytes.size()) >= maxChars) break;
+    }
+    if (wide) line += units;
+    else line += FromCodePage(bytes.data(), (int)bytes.size(), GetTLS()->nOutputEncoding == 2 ? CP_UTF8 : GetACP());
+    return consumed;
+}
+
+// A line from a file: read in chunks, stop at the line end, and seek back
+// to just behind it.
+int ReadFileLine(HANDLE h, CString &line, bool wide, bool utf8, int maxChars) {
+    LARGE_INTEGER zero{}, start{};
+    SetFilePointerEx(h, zero, &start, FILE_CURRENT);
+    std::string chunk(wide ? 16384 : 8192, '\0');
+    std::string taken;
+    long long consumed = 0;
+    bool ended = false;
+    const int unit = wide ? 2 : 1;
+    while (!ended) {
+        DWORD got = 0;
+        if (!ReadFile(h, chunk.data(), (DWORD)chunk.size(), &got, nullptr) || !got) break;
+        DWORD i = 0;
+        for (; i + unit <= got; i += unit) {
+            wchar_t c = wide ? *(wchar_t *)&chunk[i] : (unsigned char)chunk[i];
+            if (c == 0x1A) { ended = true; break; }
+            if (c == L'\n') { consumed += unit; ended = true; break; }
+            if (c == L'\r') {
+                consumed += unit;
+                // CR, CR LF and CR CR LF are each one line end.
+                auto at = [&](DWORD k) -> wchar_t { return k + unit <= got ? (wide ? *(wchar_t *)&chunk[k] : (unsigned char)chunk[k]) : 0; };
+                if (at(i + unit) == L'\n') consumed += unit;
+                else if (at(i + unit) == L'\r' && at(i + 2 * unit) == L'\n') consumed += 2 * unit;
+                ended = true;
+                break;
+            }
+            taken.append(&chunk[i], unit);
+            consumed += unit;
+            if ((int)(taken.size() / unit) >= maxChars) { ended = true; break; }
+        }
+        if (!ended && got < chunk.size()) break;
+    }
+    if (wide) line.append((const wchar_t *)taken.data(), taken.size() / 2);
+    else line += FromCodePage(taken.data(), (int)taken.size(), utf8 ? CP_UTF8 : GetACP());
+    LARGE_INTEGER to;
+    to.QuadPart = start.QuadPart + consumed;
+    SetFilePointerEx(h, to, nullptr, FILE_BEGIN);
+    return (int)consumed;
+}
+
+}  // namespace
+
+int egets(CString &line, int maxChars, int, const wchar_t *) {
+    HANDLE in = StdIn();
+    CString text;
+    int consumed = 0;
+    for (;;) {
+        wchar_t buffer[256];
+        DWORD got = 0;
+        if (!ReadConsoleW(in, buffer, 256, &got, nullptr) || !got) break;
+        consumed += (int)got;
+        text.append(buffer, got);
+        if (text.back() == L'\n') break;
+    }
+    CheckBreak();
+    text.TrimRight(L"\r\n");
+    if (text.size() == 1 && text[0] == 0x1A) return 0;
+    if ((int)text.size() > maxChars) text.Truncate(maxChars);
+    line += text;
+    return consumed;
+}
+
+int GetNextLine(HANDLE handle, CString &line, int flags, const wchar_t *prompt, int maxChars) {
+    if (!(flags & 8)) line.clear();
+    if (handle == StdIn() && QueryIsConsole(handle)) return egets(line, maxChars, flags & 0xFF, prompt);
+    bool wide = (flags & 0x10000) || (handle && handle == GetTLS()->hUnicodeInput);
+    if (!(flags & 0x8000) && GetFileType(handle) == FILE_TYPE_PIPE)
+        return ReadPipeLine(handle, line, wide || GetTLS()->nOutputEncoding == 3, maxChars);
+    return ReadFileLine(handle, line, wide, (flags & 0x20000) != 0, maxChars);
+}
+
+// Ask for one key out of allowed (case ignored); returns it in upper case.
+int QueryInputChar(const wchar_t *prompt, const wchar_t *allowed) {
+    if (prompt && *prompt) QPuts(prompt);
+    HANDLE in = StdIn();
+    for (;;) {
+        INPUT_RECORD record;
+        DWORD got = 0;
+        if (!ReadConsoleInputW(in, &record, 1, &got) || !got) return 0;
+        CheckBreak();
+        if (record.EventType != KEY_EVENT || !record.Event.KeyEvent.bKeyDown) continue;
+        wchar_t c = ToUpperChar(record.Event.KeyEvent.uChar.UnicodeChar);
+        if (!c) continue;
+        if (!allowed || !*allowed || wcschr(CString(allowed).c_str(), c) ||
+            wcschr(CString(allowed).c_str(), ToLowerChar(c))) {
+            Printf(L"%c\r\n", c);
+            return c;
+        }
+        honk();
+    }
+}
+
+namespace {
+
+CString CurrentDirectory() {
+    CString dir(MAX_PATH, L'\0');
+    DWORD n = GetCurrentDirectoryW((DWORD)dir.size(), dir.data());
+    if (n > dir.size()) {
+        dir.resize(n);
+        n = GetCurrentDirectoryW(n, dir.data());
+    }
+    dir.resize(n);
+    return dir;
+}
+
+// The $ codes of a prompt that need nothing beyond the directory, the
+// result and the version.
+void AppendPromptCode(CString &out, wchar_t code) {
+    CString dir;
+    switch (code) {
+    case L'$': out += L'$'; break;
+    case L'A': case L'a': out += L'&'; break;
+    case L'B': case L'b': out += L'|'; break;
+    case L'C': case L'c': out += L'('; break;
+    case L'E': case L'e': out += (wchar_t)27; break;
+    case L'F': case L'f': out += L')'; break;
+    case L'G': case L'g': out += L'>'; break;
+    case L'H': case L'h': if (!out.empty()) out.pop_back(); break;
+    case L'L': case L'l': out += L'<'; break;
+    case L'N': case L'n': dir = CurrentDirectory(); if (dir.At(1) == L':') out += dir[0]; break;
+    case L'P': out += CurrentDirectory(); break;
+    case L'p': dir = CurrentDirectory(); dir.MakeLower(); out += dir; break;
+    case L'Q': case L'q': out += L'='; break;
+    case L'R': case L'r': out += FormatStr(L"%d", GetTLS()->nLastResult); break;
+    case L'S': case L's': out += L' '; break;
+    case L'V': case L'v': out += aGlobals.sVersion; break;
+    case L'Z': case L'z': out += FormatStr(L"%d", aGlobals.nNestingLevel); break;
+    case L'_': out += L"\r\n"; break;
+    default: out += L'$'; out += code; break;
+    }
+}
+
+}  // namespace
+
+CString ExpandPromptCodes(const CString &text) {
+    CString out;
+    for (size_t i = 0; i < text.size(); i++) {
+        if (text[i] != L'$' || i + 1 >= text.size()) {
+            out += text[i];
+            continue;
+        }
+        AppendPromptCode(out, text[++i]);
+    }
+    return out;
+}
+
+int ShowPrompt(const wchar_t *variableName) {
+    CString text;
+    if (!QueryEnvVar(variableName ? variableName : L"PROMPT", &text)) text = L"[$P]";
+    else VariableExpansion(text, 1);
+    QPuts(ExpandPromptCodes(text).c_str());
+    return 0;
+}

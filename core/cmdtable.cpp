@@ -1,0 +1,196 @@
+// The internal command table: lookup, enable state, flags, the ? command
+// and the /? usage texts.
+#include "core/cmdtable.h"
+#include <cwchar>
+#include "console/output.h"
+#include "core/args.h"
+#include "core/format.h"
+
+BUILTIN aInternalCommands[] = {
+#define BD_COMMAND(name, handler, flags, hint) {name, handler, flags, 1, hint},
+#include "core/commands.def"
+#undef BD_COMMAND
+};
+
+namespace {
+
+constexpr const wchar_t *kNames[] = {
+#define BD_COMMAND(name, handler, flags, hint) name,
+#include "core/commands.def"
+#undef BD_COMMAND
+};
+
+constexpr wchar_t LowerAscii(wchar_t c) { return c >= L'A' && c <= L'Z' ? wchar_t(c + 32) : c; }
+
+constexpr int CompareAscii(const wchar_t *a, const wchar_t *b) {
+    for (;; a++, b++) {
+        wchar_t x = LowerAscii(*a), y = LowerAscii(*b);
+        if (x != y) return x < y ? -1 : 1;
+        if (!x) return 0;
+    }
+}
+
+constexpr bool TableIsSorted() {
+    for (size_t i = 1; i < sizeof(kNames) / sizeof(kNames[0]); i++)
+        if (CompareAscii(kNames[i - 1], kNames[i]) >= 0) return false;
+    return true;
+}
+
+static_assert(sizeof(kNames) / sizeof(kNames[0]) == 248, "the command table has 248 rows");
+static_assert(TableIsSorted(), "the command table must be sorted by name, without case");
+
+constexpr int kMaxName = 15;
+
+// Extensions that make a name a program rather than a command.
+bool HasExecutableExtension(const CString &text) {
+    size_t dot = text.find_last_of(L".\\/:");
+    if (dot == CString::npos || text[dot] != L'.') return false;
+    CString ext = text.Mid(dot);
+    CString list = aIniFile.PathExt ? GetEnvVar(L"PATHEXT") : CString(L".com;.exe;.btm;.bat;.cmd");
+    for (size_t at = 0; at <= list.size();) {
+        size_t end = list.find_first_of(L";,=", at);
+        if (end == CString::npos) end = list.size();
+        if (end > at && ext.EqualsNoCase(list.substr(at, end - at).c_str())) return true;
+        at = end + 1;
+    }
+    return false;
+}
+
+bool QueryIsFile(const CString &name) {
+    DWORD attr = GetFileAttributesW(name.c_str());
+    return attr != INVALID_FILE_ATTRIBUTES && !(attr & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+// Read the command name at the front of the line.
+CString ReadCommandName(const wchar_t *line) {
+    CString stops = L" \t;,.\"`\\+=<>|])";
+    stops += CommandSepChar();
+    stops += SwitchCharValue();
+    if (line[0] && line[1] != L':') stops += L':';
+    const wchar_t *p = SkipWhiteSpace(line);
+    CString name;
+    while (*p && name.GetLength() < kMaxName && !wcschr(stops.c_str(), *p)) name += *p++;
+    return name;
+}
+
+int BinarySearch(const CString &name) {
+    int low = 0, high = QueryNumberOfCommands() - 1;
+    while (low <= high) {
+        int probe = (low + high) / 2;
+        int c = StrICmp(name.c_str(), aInternalCommands[probe].pszName);
+        if (c == 0) return probe;
+        if (c < 0) high = probe - 1;
+        else low = probe + 1;
+    }
+    return -1;
+}
+
+}  // namespace
+
+int QueryNumberOfCommands() { return (int)(sizeof(aInternalCommands) / sizeof(aInternalCommands[0])); }
+
+int FindInternalCommand(const wchar_t *line, bool evenIfDisabled, BUILTIN **row) {
+    if (row) *row = nullptr;
+    if (!line || QueryIsURL(line)) return -1;
+    CString text(line);
+    if (!*scan(line, L"; ", L"\"[") && HasExecutableExtension(text) && QueryIsFile(text)) return -1;
+    CString name = ReadCommandName(line);
+    if (name.GetLength() > 4 && name.StartsWithNoCase(L"ECHO") && wcschr(L"([]", name[4]))
+        name.Truncate(4);
+    if (name.empty()) return -1;
+    int index = BinarySearch(name);
+    if (index < 0) return -1;
+    const wchar_t *behind = SkipWhiteSpace(line) + name.GetLength();
+    unsigned flags = aInternalCommands[index].fFlags;
+    if (*behind == L'\\' && !(flags & CF_BACKSLASH_OK)) return -1;
+    if (*behind == L'.' && !(flags & CF_DOT_OK)) return -1;
+    if (!evenIfDisabled && !aInternalCommands[index].fEnabled) return -1;
+    if (row) *row = &aInternalCommands[index];
+    return index;
+}
+
+int QueryIsCommandEnabled(const wchar_t *name) {
+    BUILTIN *row;
+    if (!name || FindInternalCommand(name, true, &row) < 0) return 0;
+    return row->fEnabled;
+}
+
+int EnableInternalCommand(const wchar_t *name) {
+    if (!name) return SetInternalCommands(1);
+    BUILTIN *row;
+    if (FindInternalCommand(name, true, &row) < 0) return 2;
+    row->fEnabled = 1;
+    return 0;
+}
+
+int DisableInternalCommand(const wchar_t *name) {
+    BUILTIN *row;
+    if (name && FindInternalCommand(name, true, &row) >= 0) row->fEnabled = 0;
+    return 0;
+}
+
+int SetInternalCommands(int all) {
+    for (int i = 0; i < QueryNumberOfCommands(); i++)
+        aInternalCommands[i].fEnabled = all ? 1 : (aInternalCommands[i].fFlags & CF_CMD_SUBSET) != 0;
+    return 0;
+}
+
+unsigned QueryInternalCommandFlags(const wchar_t *name) {
+    BUILTIN *row;
+    return name && FindInternalCommand(name, true, &row) >= 0 ? row->fFlags : 0;
+}
+
+int SetInternalCommandFlags(const wchar_t *name, unsigned flags) {
+    BUILTIN *row;
+    if (!name || FindInternalCommand(name, true, &row) < 0) return 2;
+    row->fFlags = flags;
+    return 0;
+}
+
+// The screen width in characters, or 80 when output is no console.
+static int ScreenColumns() {
+    CONSOLE_SCREEN_BUFFER_INFO info;
+    if (GetConsoleScreenBufferInfo(StdOut(), &info)) return info.srWindow.Right - info.srWindow.Left + 1;
+    return 80;
+}
+
+int Cmds_Command(CString &) {
+    int columns = ScreenColumns() / 16;
+    if (columns < 1) columns = 1;
+    int column = 0;
+    for (int i = 0; i < QueryNumberOfCommands(); i++) {
+        if (!aInternalCommands[i].fEnabled) continue;
+        Printf(L"%-16s", aInternalCommands[i].pszName);
+        if (++column == columns) {
+            CrLf();
+            column = 0;
+        }
+    }
+    if (column) CrLf();
+    return 0;
+}
+
+int NTInternalHelp(const wchar_t *name) {
+    for (int id = IDS_USAGE_FIRST;; id++) {
+        CString text = LoadLanguageString(id);
+        if (text.empty()) break;
+        size_t first = text.find(L'\n');
+        if (first == CString::npos || first > (size_t)kMaxName) continue;
+        if (!text.Left(first).EqualsNoCase(name)) continue;
+        size_t second = text.find(L'\n', first + 1);
+        CString description = text.Mid(first + 1, second == CString::npos ? CString::npos : second - first - 1);
+        CString syntax = second == CString::npos ? CString() : text.Mid(second + 1);
+        syntax.Replace(L"\n", L"\r\n");
+        Printf(L"%s\r\n\r\n%s %s\r\n", description.c_str(), aInternalCommands[BinarySearch(name)].pszName,
+               syntax.c_str());
+        return 0;
+    }
+    return CommandNotAvailable();
+}
+
+int CommandNotAvailable() { return BDError(ERROR_BD_NOT_AVAILABLE, GetTLS()->sCommandName.c_str()); }
+
+#define BD_PENDING(handler) \
+    int handler(CString &) { return CommandNotAvailable(); }
+#include "core/pending.def"
+#undef BD_PENDING

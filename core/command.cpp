@@ -1,0 +1,366 @@
+// Command_S: the routine that takes one raw line, typed or read from a batch
+// file, and runs every command on it, in the fixed order of alias
+// expansion, prefixes, block filters, variable expansion, groups,
+// separators, redirection and dispatch.
+#include <cwchar>
+#include "console/output.h"
+#include "core/args.h"
+#include "core/bdx.h"
+#include "core/cmdtable.h"
+#include "core/command_internal.h"
+#include "core/format.h"
+#include "core/redir.h"
+
+namespace {
+
+constexpr int kMaxCommandsPerLine = 1000;
+
+// Chain bits for the next command on the line.
+enum : int { CHAIN_AND = 1, CHAIN_OR = 2 };
+
+bool StartsWithWord(const CString &line, const wchar_t *word) {
+    size_t n = wcslen(word);
+    return line.StartsWithNoCase(word) && QueryIsDelimiter(line.At(n));
+}
+
+// Remove "@" or "*@" in front of a command; true when one was there.
+bool StripSilencePrefix(CString &line) {
+    size_t n = line.At(0) == L'@' ? 1 : (line.At(0) == L'*' && line.At(1) == L'@') ? 2 : 0;
+    if (!n) return false;
+    line.erase(0, n);
+    line.TrimLeft();
+    return true;
+}
+
+// A line that begins with a back-quote loses it and its partner.
+void StripBackQuoteWrapper(CString &line) {
+    if (line.At(0) != L'`') return;
+    line.erase(0, 1);
+    int end = ScanIndex(line.c_str(), L"`", L"\"");
+    if (end >= 0 && line.At(end) == L'`') line.erase(end, 1);
+}
+
+// Drop the command at the front of the line, up to the next CommandSep.
+void SkipFilteredCommand(CString &line) {
+    wchar_t stop[2] = {CommandSepChar(), 0};
+    int end = ScanIndex(line.c_str(), stop, L"`\"(");
+    if (end < 0 || !line.At(end)) {
+        line.clear();
+        return;
+    }
+    size_t skip = 1;
+    if (aIniFile.DuplicateBugs && line.At(end + 1) == L'|' && line.At(end + 2) == L' ') skip = 2;
+    line.erase(0, end + skip);
+}
+
+// The conditional prompt ?"text" command.  Returns false when the whole
+// line is to end.
+bool ConditionalPrompt(CString &line) {
+    CString rest = line.Mid(1);
+    rest.TrimLeft();
+    if (rest.empty() || rest[0] == L'>' || rest[0] == L'|' || rest[0] == CommandSepChar()) return true;
+    CString prompt;
+    if (rest[0] == L'"') {
+        GetNthArgument(rest.c_str(), 0, &prompt);
+        rest.erase(0, prompt.size());
+        StripEnclosingQuotes_S(prompt);
+        rest.TrimLeft();
+    }
+    int answer = QueryInputChar(prompt.c_str(), LoadLanguageString(IDS_QUERY_KEYS).c_str());
+    if (ToUpperChar((wchar_t)answer) != ToUpperChar(aGlobals.cYes)) return false;
+    line = rest;
+    return true;
+}
+
+// REM ends the line, unless it is "rem > name" (which truncates a file).
+bool IsRemark(const CString &line, bool echo) {
+    CString first;
+    GetNthArgument(line.c_str(), 0, &first);
+    if (!first.EqualsNoCase(L"rem")) return false;
+    const wchar_t *p = SkipWhiteSpace(SkipWhiteSpace(line.c_str()) + 3);
+    if (*p == L'>') {
+        p = SkipWhiteSpace(p + 1);
+        if (iswalnum(*p)) return false;
+    }
+    if (echo) Printf(L"%s\r\n", line.c_str());
+    return true;
+}
+
+// ECHOX and ECHOXERR take the rest of the line verbatim.
+bool RunVerbatimEcho(CString &line, int *result) {
+    CString first;
+    GetNthArgument(line.c_str(), 0, &first);
+    size_t cut;
+    CommandHandler handler;
+    if (first.EqualsNoCase(L"echox")) cut = 6, handler = Echox_Command;
+    else if (first.EqualsNoCase(L"echoxerr")) cut = 9, handler = Echoxerr_Command;
+    else return false;
+    CString rest = SkipWhiteSpace(line.c_str());
+    rest = rest.Mid(cut);
+    GetTLS()->sCommandName = first;
+    GetTLS()->sCommandName.MakeUpper();
+    *result = handler(rest);
+    GetTLS()->nLastResult = *result;
+    return true;
+}
+
+// A trailing " &" runs the command detached.
+void BackgroundForm(CString &line) {
+    size_t n = line.size();
+    if (n >= 2 && line[n - 1] == L'&' && QueryIsWhiteSpace(line[n - 2])) {
+        line.Truncate(n - 1);
+        line.insert(0, L"DETACH ");
+    }
+}
+
+// Read the rest of an open command group that trails the command.
+void OpenGroups(CString &line, BUILTIN *row) {
+    for (;;) {
+        line.TrimRight();
+        if (line.empty() || line.back() != L'(') return;
+        size_t opener = line.size() - 1;
+        if (opener > 0 && line[opener - 1] == L'@') opener--;
+        if (opener > 0 && !QueryIsDelimiter(line[opener - 1])) return;
+        int options = 0;
+        if (row->pszName == CString(L"FOR")) {
+            int index = 0;
+            CString last;
+            LastArgument(line.c_str(), &index, &last, nullptr);
+            CString inWord;
+            if (index > 0) GetNthArgument(line.c_str(), index - 1, &inWord);
+            if (inWord.EqualsNoCase(L"in")) options = 2;
+        }
+        if (ReadCommandGroup(line, (int)opener, options)) return;
+    }
+}
+
+// The end of an IF under DuplicateBugs: only the join marker ends it.
+int EndOfDuplicateIf(const CString &line) {
+    wchar_t sep = CommandSepChar();
+    for (size_t i = 0; i < line.size(); i++) {
+        wchar_t c = line[i];
+        if (c == L'%' && line.At(i + 1) == L'+') {
+            i++;
+        } else if (c == sep && line.At(i + 1) == L'|' && line.At(i + 2) == L' ') {
+            return (int)i;
+        } else if (c == EscapeCharValue()) {
+            i++;
+        } else if (c == L'"') {
+            size_t close = line.find(L'"', i + 1);
+            if (close == CString::npos) return (int)line.size();
+            i = close;
+        }
+    }
+    return (int)line.size();
+}
+
+// Step over commands that && or || rule out.
+void SkipChained(CString &tail, int &chain, int result) {
+    while (((chain & CHAIN_AND) && result != 0) || ((chain & CHAIN_OR) && result == 0)) {
+        tail.TrimLeft();
+        int end = ScanIndex(tail.c_str(), nullptr, tail.At(0) == L'(' ? L"`\"(" : L"`\"");
+        if (end < 0) {
+            tail.clear();
+            return;
+        }
+        CString rest = tail.Mid(end);
+        tail.clear();
+        if (rest.StartsWith(L"&&") || rest.StartsWith(L"||")) {
+            chain = rest[0] == L'&' ? CHAIN_AND : CHAIN_OR;
+            tail = rest.Mid(2);
+            continue;
+        }
+        chain = 0;
+        if (!rest.empty()) rest.erase(0, 1);  // the lone separator
+        tail = rest;
+    }
+}
+
+void StripCommandEnds(CString &line) {
+    line.TrimLeft(L", \t\n\f\r");
+    if (aGlobals.fCompatibility && StartsWithWord(line, L"set")) line.TrimRight(L"\r\n");
+    else line.TrimRight(L" \t\r\n");
+}
+
+}  // namespace
+
+int Command(const wchar_t *line, int flags) { return Command_S(CString(line ? line : L""), flags); }
+
+// One pass of the compound loop; the state travels in the record.
+struct LineState {
+    CString line;
+    int flags;
+    int result = 0;
+    bool echo = false;
+    bool pipeOpened = false;
+    RedirRecord redir{};
+};
+
+static bool ShowsEcho(int flags) {
+    if (!(flags & CMD_ECHO) || aGlobals.fNoEcho) return false;
+    BATCHFRAME *frame = CurrentFrame();
+    return frame ? (frame->nEcho & 3) != 0 : GetTLS()->fInteractiveEcho != 0;
+}
+
+// Runs the commands of the line; false ends the compound loop.
+static bool RunNextCommand(LineState &s) {
+    TLS_VARIABLES *tls = GetTLS();
+    CString &line = s.line;
+    bool echo = s.echo;
+    line.TrimLeft(L"= \t\r\n,;");
+    if (line.empty()) return false;
+    StripBackQuoteWrapper(line);
+    if (int rc = ExpandAliases(line)) {
+        s.result = rc;
+        return false;
+    }
+    bool silent = StripSilencePrefix(line);
+    if (silent) echo = false;
+    CString first;
+    if (line.At(0) == L':' || !GetNthArgument(line.c_str(), 0, &first)) return false;
+    if (FilterIffBlock(line) || FilterDoBlock(line, &s.result)) {
+        if (s.result == BATCH_RETURN) return false;
+        SkipFilteredCommand(line);
+        return true;
+    }
+    if (line[0] == L'?' && line.At(1) != L'?' && QueryIsConsole(StdIn()) && !ConditionalPrompt(line))
+        return false;
+    if (IsRemark(line, echo)) return false;
+    if (RunVerbatimEcho(line, &s.result)) return false;
+    BATCHFRAME *frame = CurrentFrame();
+    ContinueEscapedLine(line, frame ? frame->hFile : INVALID_HANDLE_VALUE, 1, true);
+    BackgroundForm(line);
+
+    BUILTIN *row = nullptr;
+    FindInternalCommand(line.c_str(), false, &row);
+    if (!row || (row->fFlags & CF_EXPAND)) {
+        if (int rc = VariableExpansion(line, 0)) {
+            s.result = rc;
+            return false;
+        }
+        line.TrimLeft();
+        if (line.empty()) return false;
+        if (StripSilencePrefix(line)) echo = false, silent = true;
+        FindInternalCommand(line.c_str(), false, &row);
+    }
+    const wchar_t *quotes = *SkipWhiteSpace(line.c_str()) == L'(' ? L"`\"(" : L"`\"";
+    if (row && (row->fFlags & CF_GROUP)) {
+        OpenGroups(line, row);
+        quotes = L"`\"(";
+    }
+
+    int end;
+    if (row && (row->fFlags & CF_WHOLE_LINE)) end = (int)line.size();
+    else if (aIniFile.DuplicateBugs && line.StartsWithNoCase(L"if ")) end = EndOfDuplicateIf(line);
+    else if ((end = ScanIndex(line.c_str(), nullptr, quotes)) < 0) return false;
+
+    CString tail = line.Mid(end);
+    wchar_t sep = 0;
+    if (!tail.empty()) {
+        if (tail[0] == L'%' && tail.At(1) == L'+') tail.replace(0, 2, L"&");
+        sep = tail[0];
+        tail.erase(0, 1);
+    }
+    line.Truncate(end);
+    if (!tail.empty() && tail.back() == L'(' && tail.size() > 1 && QueryIsDelimiter(tail[tail.size() - 2]))
+        if (ReadCommandGroup(tail, 0, 0)) return false;
+
+    if (echo && !line.empty()) {
+        CString shown = line;
+        if (aIniFile.DuplicateBugs) {
+            wchar_t marker[4] = {CommandSepChar(), L'|', L' ', 0};
+            shown.Replace(marker, L"\r\n");
+        }
+        Printf(L"%s\r\n", shown.c_str());
+    }
+
+    int chain = 0;
+    if (sep == L'|') {
+        if (tail.At(0) == L'|') {
+            chain = CHAIN_OR;
+            tail.erase(0, 1);
+        } else {
+            if (OpenPipe(&s.redir, tail)) return false;
+            s.pipeOpened = true;
+            if (!s.redir.fPipeOpen) tail.clear();
+        }
+    } else if (sep == L'&' || (sep && sep == CommandSepChar())) {
+        if (aIniFile.DuplicateBugs && tail.At(0) == L'|' && tail.At(1) == L' ') {
+            tail.erase(0, 1);
+            if (frame) frame->fFlags |= BF_CHAINED;
+        }
+        if (tail.At(0) == L'&') {
+            chain = CHAIN_AND;
+            tail.erase(0, 1);
+        }
+    }
+
+    if (!(ParseFlagsValue() & PF_NO_REDIRECTION) && (!row || (row->fFlags & CF_REDIR))) {
+        if (Redirect(line, &s.redir)) {
+            s.result = 2;
+            tls->nLastResult = 2;
+            return false;
+        }
+    }
+    StripCommandEnds(line);
+
+    if (silent) tls->fSuppressTitle = 1;
+    s.result = ExecuteOneCommand(line, !silent, (s.flags & CMD_DEBUG) != 0);
+    tls->fSuppressTitle = 0;
+    if (tls->fBreakPending) {
+        CrLf();
+        throw 3;
+    }
+    if (!CurrentFrame() && !silent) UpdateTitleAndIcon(nullptr, 0);
+    tty_yield(0);
+
+    if (s.result == LINE_REPLACED) {
+        s.result = 0;
+        if (sep && !tail.empty()) line += CString(1, sep) + tail;
+        return true;
+    }
+    SkipChained(tail, chain, s.result);
+    line = tail;
+    Unredirect(&s.redir, &s.result, &line);
+    return true;
+}
+
+static void LeaveLine(LineState &s) {
+    if (s.pipeOpened) s.redir.fClipOut = 0;
+    Unredirect(&s.redir, nullptr, nullptr);
+    if (s.pipeOpened) CleanupTempPipe(&s.redir);
+    ResetOutputEncoding();
+}
+
+int Command_S(CString line, int flags) {
+    if (line.empty() || line[0] == L':') return 0;
+    LineState s;
+    s.flags = flags;
+    s.echo = ShowsEcho(flags);
+    if (line[0] != L'@') SetEnvironmentVariableW(L"CMDLINE2", line.c_str());
+    s.line = std::move(line);
+    try {
+        for (int pass = 1;; pass++) {
+            EnableSignals();
+            if (s.result == BATCH_ABORT || s.result == BATCH_RETURN) break;
+            BATCHFRAME *frame = CurrentFrame();
+            if (frame && frame->lOffset < 0) break;
+            if (s.line.empty()) break;
+            if (pass > kMaxCommandsPerLine) {
+                BDError(ERROR_BD_TOO_MANY_COMMANDS, s.line.c_str());
+                s.result = 2;
+                break;
+            }
+            if (!RunNextCommand(s)) break;
+        }
+    } catch (int) {
+        LeaveLine(s);
+        throw;
+    } catch (...) {
+        LeaveLine(s);
+        throw 2;
+    }
+    LeaveLine(s);
+    if (flags & CMD_TYPED) CrLf();
+    return s.result;
+}

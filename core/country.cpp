@@ -1,0 +1,29 @@
+// Locale characters: the decimal and thousands separators, from the options
+// when they name one, otherwise from the user's locale.
+#include "core/bdx.h"
+
+namespace {
+
+wchar_t LocaleChar(LCTYPE type, wchar_t fallback) {
+    wchar_t buffer[8];
+    return GetLocaleInfoW(LOCALE_USER_DEFAULT, type, buffer, 8) > 1 ? buffer[0] : fallback;
+}
+
+// Choice index of DecimalChar/ThousandsChar: 0 Auto, then ".", ",", "'".
+wchar_t ChoiceChar(int choice) {
+    static const wchar_t chars[] = {0, L'.', L',', L'\''};
+    return choice > 0 && choice < 4 ? chars[choice] : 0;
+}
+
+}  // namespace
+
+wchar_t QueryDecimalChar() {
+    if (wchar_t c = ChoiceChar(aIniFile.DecimalChar)) return c;
+    return LocaleChar(LOCALE_SDECIMAL, L'.');
+}
+
+wchar_t QueryThousandsChar() {
+    if (wchar_t c = ChoiceChar(aIniFile.ThousandsChar)) return c;
+    wchar_t c = LocaleChar(LOCALE_STHOUSAND, L',');
+    return c == QueryDecimalChar() ? (c == L',' ? L'.' : L',') : c;
+}

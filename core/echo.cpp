@@ -1,0 +1,92 @@
+// The ECHO family, and the placeholder handler of rows that have no
+// action of their own here.
+#include <cwchar>
+#include "console/output.h"
+#include "core/args.h"
+#include "core/bdx.h"
+#include "core/cmdtable.h"
+
+namespace {
+
+bool EchoState() {
+    BATCHFRAME *frame = CurrentFrame();
+    return frame ? (frame->nEcho & 3) != 0 : GetTLS()->fInteractiveEcho != 0;
+}
+
+void SetEchoState(bool on) {
+    BATCHFRAME *frame = CurrentFrame();
+    if (!frame) {
+        GetTLS()->fInteractiveEcho = on;
+    } else if (on) {
+        frame->nEcho |= 1;
+    } else {
+        frame->nEcho &= ~1;
+    }
+}
+
+// The text that ECHO prints: the character that separates it from the
+// name (a blank, or one of ".([]\" that may follow the name at once) goes.
+CString EchoText(const CString &args) {
+    if (!args.empty() && wcschr(L" \t.([]\\", args[0])) return args.Mid(1);
+    return args;
+}
+
+int EchoLine(HANDLE out, CString &args) {
+    if (args.find_first_not_of(L" \t") == CString::npos) {
+        Qprintf(out, L"%s\r\n", FormatEchoState(EchoState()).c_str());
+        return 0;
+    }
+    CString text = EchoText(args);
+    if (args.At(0) == L' ' || args.At(0) == L'\t') {
+        CString word = text;
+        word.Trim();
+        if (word.EqualsNoCase(L"on") || word.EqualsNoCase(L"off")) {
+            SetEchoState(word.EqualsNoCase(L"on"));
+            return 0;
+        }
+    }
+    Qprintf(out, L"%s\r\n", text.c_str());
+    return 0;
+}
+
+int EchoNoNewline(HANDLE out, CString &args) {
+    Qprintf(out, L"%s", EchoText(args).c_str());
+    return 0;
+}
+
+}  // namespace
+
+CString FormatEchoState(bool on) {
+    CString text = LoadLanguageString(IDS_ECHO_IS);
+    CString state = LoadLanguageString(on ? IDS_ON : IDS_OFF);
+    size_t at = text.find(L"%s");
+    if (at != CString::npos) text.replace(at, 2, state);
+    return text;
+}
+
+int Echo_Command(CString &args) { return EchoLine(StdOut(), args); }
+int Echoerr_Command(CString &args) { return EchoLine(StdErr(), args); }
+int Echos_Command(CString &args) { return EchoNoNewline(StdOut(), args); }
+int Echoserr_Command(CString &args) { return EchoNoNewline(StdErr(), args); }
+
+// ECHOX and ECHOXERR print the rest of the line exactly as it stands.
+int Echox_Command(CString &args) {
+    Qprintf(StdOut(), L"%s\r\n", args.c_str());
+    return 0;
+}
+
+int Echoxerr_Command(CString &args) {
+    Qprintf(StdErr(), L"%s\r\n", args.c_str());
+    return 0;
+}
+
+// Rows that the windowed host or the editor supplies.  REM, CASEALL and
+// ENDSWITCH are consumed before their handler matters, and a BREAKPOINT
+// without a debugger attached does nothing; the others have no action
+// without their host, and say so.
+int BDebugger_Command(CString &) {
+    static const wchar_t *const quiet[] = {L"REM", L"CASEALL", L"ENDSWITCH", L"BREAKPOINT"};
+    for (const wchar_t *name : quiet)
+        if (GetTLS()->sCommandName.EqualsNoCase(name)) return 0;
+    return CommandNotAvailable();
+}

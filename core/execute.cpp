@@ -1,0 +1,339 @@
+// Running one command: dispatch to internal commands and the fall-backs,
+// command groups across lines, caret continuation, the IFF and DO skip
+// filters and the escape characters.
+#include <cwchar>
+#include "console/output.h"
+#include "core/args.h"
+#include "core/bdx.h"
+#include "core/cmdtable.h"
+#include "core/command_internal.h"
+#include "core/format.h"
+
+wchar_t EscapedCharacter(wchar_t c) {
+    switch (ToLowerChar(c)) {
+    case L'b': return 8;
+    case L'c': return L',';
+    case L'e': return 27;
+    case L'f': return 12;
+    case L'k': return L'`';
+    case L'n': return 10;
+    case L'q': return L'"';
+    case L'r': return 13;
+    case L's': return L' ';
+    case L't': return 9;
+    default: return c;
+    }
+}
+
+void UnEscapeLine(CString &text) {
+    if (ParseFlagsValue() & PF_NO_ESCAPES) return;
+    wchar_t escape = EscapeCharValue();
+    for (size_t i = 0; i + 1 < text.size(); i++) {
+        if (text[i] != escape) continue;
+        text.erase(i, 1);
+        text[i] = EscapedCharacter(text[i]);
+    }
+}
+
+void EscapeLine(wchar_t *text) {
+    CString s(text);
+    UnEscapeLine(s);
+    wmemcpy(text, s.c_str(), s.size() + 1);
+}
+
+void ResetParsingFlags() {
+    TLS_VARIABLES *tls = GetTLS();
+    tls->bIffState = tls->nIffActive = tls->nIffNested = 0;
+    tls->nDoActive = tls->nDoNested = tls->nDoLeave = 0;
+    tls->nOutputEncoding = aIniFile.UnicodeOutput ? 3 : aIniFile.UTF8Output ? 2 : 0;
+}
+
+namespace {
+
+// Read the next line of a group or a continuation, from the batch file or
+// from standard input with the continuation prompt.
+int ReadMoreInput(CString &next, HANDLE file, int readFlags, bool countLine) {
+    BATCHFRAME *frame = CurrentFrame();
+    if (file == INVALID_HANDLE_VALUE || !frame) {
+        if (QueryEnvVar(L"PROMPT2", nullptr)) ShowPrompt(L"PROMPT2");
+        else Printf(L"%s", LoadLanguageString(IDS_MORE_PROMPT).c_str());
+        return GetNextLine(StdIn(), next, 0x101, nullptr, 0xFFFF);
+    }
+    int n = GetNextLine(file, next, readFlags, nullptr, 0xFFFF);
+    if (n && countLine) frame->nLineNumber++;
+    return n;
+}
+
+// The first word of a line for the block filters: at most nine characters.
+CString FilterWord(const CString &line) {
+    CString stops = L" \t.\"`\\+=:<>|%";
+    stops += CommandSepChar();
+    stops += SwitchCharValue();
+    CString word;
+    for (const wchar_t *p = SkipWhiteSpace(line.c_str()); *p && word.size() < 9 && !wcschr(stops.c_str(), *p); p++)
+        word += *p;
+    return word;
+}
+
+}  // namespace
+
+int ContinueEscapedLine(CString &line, HANDLE file, int readFlags, bool countLine) {
+    if (ParseFlagsValue() & PF_NO_ESCAPES) return 0;
+    for (;;) {
+        size_t n = line.size();
+        if (!n) return 0;
+        if (aIniFile.ExpandPseudovariables && !(ParseFlagsValue() & PF_NO_VARIABLES) && n >= 2 &&
+            line[n - 2] == L'%' && line[n - 1] == L'=')
+            line.Truncate(n - 2);
+        else if (line[n - 1] == EscapeCharValue())
+            line.Truncate(n - 1);
+        else
+            return 0;
+        CString next;
+        bool console = file == INVALID_HANDLE_VALUE || !CurrentFrame();
+        if (!ReadMoreInput(next, file, readFlags, countLine)) return 0;
+        if (console || !aIniFile.DuplicateBugs) next.TrimLeft();
+        line += next;
+    }
+}
+
+int ReadCommandGroup(CString &line, int start, int options) {
+    for (;;) {
+        int at = ScanIndex(line.c_str() + start, L")", L"`\"(");
+        if (at < 0) return 2;
+        size_t close = (size_t)(start + at);
+        if (line.At(close) == L')') {
+            if (options & 1) {
+                line.erase(close, 1);
+                line.erase(start, 1);
+            }
+            return 0;
+        }
+        options &= ~1;
+        if (!aGlobals.fCompatibility) line += L' ';
+        size_t join = line.size();
+        BATCHFRAME *frame = CurrentFrame();
+        CString next;
+        int readFlags = 1 | (frame ? (frame->fFlags & BF_UTF16 ? 0x10000 : frame->fFlags & BF_UTF8 ? 0x20000 : 0) : 0);
+        if (!ReadMoreInput(next, frame ? frame->hFile : INVALID_HANDLE_VALUE, readFlags, true))
+            return BDError(ERROR_BD_UNBALANCED_PARENS, line.c_str());
+        if (next.find_first_not_of(L" \t\r\n") == CString::npos) continue;
+        CString first;
+        GetNthArgument(next.TrimLeftCopy(L" \t@*").c_str(), 0, &first);
+        if (first.EqualsNoCase(L"rem") || first.StartsWith(L"::")) continue;
+        ContinueEscapedLine(next, frame ? frame->hFile : INVALID_HANDLE_VALUE, readFlags, true);
+        next.TrimLeft();
+        line += next;
+        wchar_t before = join >= 2 ? line[join - 2] : 0;
+        if (aGlobals.fCompatibility) before = join >= 1 ? line[join - 1] : 0;
+        if (before != L'(' && next.At(0) != L')') {
+            wchar_t sep = CommandSepChar();
+            CString glue = !aIniFile.DuplicateBugs ? CString(1, sep) + L" "
+                           : (options & 2)        ? CString(L" ")
+                                                  : CString(1, sep) + L"| ";
+            line.insert(join, glue);
+        }
+    }
+}
+
+int FilterIffBlock(CString &line) {
+    TLS_VARIABLES *tls = GetTLS();
+    if (!tls->nIffActive || tls->nDoNested || tls->nDoLeave) return 0;
+    CString word = FilterWord(line);
+    if (word.EqualsNoCase(L"endiff")) {
+        if (tls->nIffNested == 0) {
+            tls->nIffActive--;
+            tls->bIffState = 0;
+            return 0;
+        }
+        tls->nIffNested--;
+    } else if (word.EqualsNoCase(L"iff")) {
+        if (tls->bIffState || tls->nIffNested) tls->nIffNested++;
+    } else if ((word.EqualsNoCase(L"else") || word.EqualsNoCase(L"elseiff")) && tls->nIffNested == 0) {
+        if ((tls->bIffState & 0x7F) == 0) {
+            tls->bIffState = 0x80;
+        } else {
+            tls->bIffState = 0;
+            line.TrimLeft();
+            line.erase(0, 4);
+            if (word.EqualsNoCase(L"elseiff")) {
+                tls->nIffActive--;
+            } else {
+                line.TrimLeft();
+                if (!line.empty() && line[0] != CommandSepChar()) line.insert(0, 1, CommandSepChar());
+            }
+        }
+    }
+    return tls->bIffState | tls->nIffNested;
+}
+
+int FilterDoBlock(CString &line, int *result) {
+    TLS_VARIABLES *tls = GetTLS();
+    CString word = FilterWord(line);
+    if (word.EqualsNoCase(L"leavefor")) return *result = BATCH_RETURN;
+    if (!tls->nDoActive) return 0;
+    bool skipping = tls->nDoNested || tls->nDoLeave;
+    if (word.EqualsNoCase(L"enddo")) {
+        if (tls->nDoNested == 0) return *result = BATCH_RETURN;
+        tls->nDoNested--;
+        return 1;
+    }
+    if (word.EqualsNoCase(L"do") && skipping) {
+        int count = 0;
+        CString arg, last, before;
+        while (GetNthArgument(line.c_str(), count | ARG_PARENS, &arg)) before = last, last = arg, count++;
+        bool oneLine = count >= 3 && last.At(0) == L'(' && last.back() == L')';
+        if (!oneLine) tls->nDoNested++;
+    } else if (!skipping) {
+        if (word.EqualsNoCase(L"leave")) {
+            CString rest = SkipWhiteSpace(line.c_str()) + 5;
+            VariableExpansion(rest, 0);
+            int n = 0;
+            Sscanf(rest.c_str(), L"%d", &n);
+            tls->nDoLeave += n < 1 ? 1 : n;
+        } else if (word.EqualsNoCase(L"iterate")) {
+            return *result = BATCH_RETURN;
+        }
+    }
+    return tls->nDoNested | tls->nDoLeave;
+}
+
+namespace {
+
+// Does the argument text ask for help (/?)?
+bool AsksForHelp(const wchar_t *args, bool anywhere) {
+    CString arg;
+    for (int i = 0; GetNthArgument(args, i, &arg); i++) {
+        if (arg.At(0) == SwitchCharValue() && arg.At(1) == L'?') return true;
+        if (!anywhere) break;
+    }
+    return false;
+}
+
+void StoreResult(unsigned flags, int result) {
+    TLS_VARIABLES *tls = GetTLS();
+    if (result == BATCH_RETURN || result == BATCH_ABORT || result == LINE_REPLACED) tls->nLastResult = 0;
+    else tls->nLastResult = result;
+    tls->nLastResultCopy = tls->nLastResult;
+    if (!(flags & CF_SET_EXIT_CODE)) return;
+    if (result == NO_EXIT_CODE) return;
+    if (result != BATCH_ABORT && result != BATCH_RETURN) tls->nExitCode = result;
+}
+
+}  // namespace
+
+int RunInternalCommand(CString &line, int *result) {
+    TLS_VARIABLES *tls = GetTLS();
+    if (tls->nBatchFrame < 0 && !tls->fSuppressTitle) UpdateTitleAndIcon(line.c_str(), 0);
+    BUILTIN *row;
+    if (FindInternalCommand(line.c_str(), false, &row) < 0) return -1;
+    tls->sCommandName = row->pszName;
+    const wchar_t *start = SkipWhiteSpace(line.c_str());
+    CString args = start + wcslen(row->pszName);
+    if (StrNICmp(row->pszName, L"ECHO", 4) != 0 && AsksForHelp(args.c_str(), row->fFlags & CF_HELP_ANYWHERE)) {
+        *result = NTInternalHelp(row->pszName);
+        StoreResult(0, *result);
+        return 0;
+    }
+    if ((row->fFlags & CF_BATCH_ONLY) && tls->nBatchFrame < 0) {
+        *result = BDError(ERROR_BD_BATCH_ONLY, row->pszName);
+        return 0;
+    }
+    if (!CString(start).StartsWithNoCase(L"echo")) args.TrimLeft();
+    ParseArguments_S(args, row->pszName, row->fFlags & (PA_CONVERT | PA_CLOSE_BATCH), nullptr);
+    int rc = row->pfnHandler(args);
+    if (rc == LINE_REPLACED) line = args;
+    if (rc == BATCH_RETURN_VALUE) {
+        rc = BATCH_RETURN;
+        tls->nLastResultCopy = tls->nLastResult;
+        if (row->fFlags & CF_SET_EXIT_CODE) tls->nExitCode = tls->nLastResult;
+    } else {
+        StoreResult(row->fFlags, rc);
+    }
+    if (rc == NO_EXIT_CODE) rc = 0;
+    *result = rc;
+    return 0;
+}
+
+BD_EXPORT int ExecuteInternalCommand(wchar_t *buffer, int *result) {
+    CString line(buffer);
+    int rc = RunInternalCommand(line, result);
+    wmemcpy(buffer, line.c_str(), line.size() + 1);
+    return rc;
+}
+
+// X: alone changes the current drive.
+static int ChangeDrive(const CString &line) {
+    wchar_t drive[3] = {line[0], L':', 0};
+    if (!SetCurrentDirectoryW(drive)) return BDError(0, line.Left(2).c_str());
+    return 0;
+}
+
+// ON ERRORLEVEL: compare the result with the frame's condition.
+static void TestErrorLevelHook(int result) {
+    BATCHFRAME *frame = CurrentFrame();
+    if (!frame || frame->sOnErrorLevel.empty()) return;
+    static const wchar_t *const ops[] = {L"EQ", L"GT", L"GE", L"LT", L"LE", L"EQL", L"EQU", L"GTR",
+                                         L"GEQ", L"LSS", L"LEQ", L"NEQ", L"EQC", L"NE", L"!="};
+    CString op;
+    int n = 0;
+    const wchar_t *text = SkipWhiteSpace(frame->sOnErrorLevel.c_str());
+    if (!iswdigit(*text) && *text != L'-') {
+        GetNthArgument(text, 0, &op);
+        text = SkipWhiteSpace(text + op.size());
+    }
+    Sscanf(text, L"%d", &n);
+    bool hit = op.empty() ? result == n : false;
+    for (const wchar_t *o : ops) {
+        if (!op.EqualsNoCase(o)) continue;
+        CString u = o;
+        if (u == L"GT" || u == L"GTR") hit = result > n;
+        else if (u == L"GE" || u == L"GEQ") hit = result >= n;
+        else if (u == L"LT" || u == L"LSS") hit = result < n;
+        else if (u == L"LE" || u == L"LEQ") hit = result <= n;
+        else if (u == L"NEQ" || u == L"NE" || u == L"!=") hit = result != n;
+        else hit = result == n;
+    }
+    if (hit) BreakOut(0x2000);
+}
+
+int ExecuteOneCommand(CString &line, bool updateTitle, bool debugBit) {
+    (void)updateTitle;
+    TLS_VARIABLES *tls = GetTLS();
+    int result = 0;
+    if (!line.empty()) {
+        CString name;
+        GetNthArgument(line.c_str(), 0, &name);
+        UnEscapeLine(name);
+        if (line[0] == L'(') {
+            if (ReadCommandGroup(line, 0, 1) == 0) {
+                void *pipe = tls->pPipeView;
+                tls->pPipeView = nullptr;
+                result = Command_S(line, debugBit ? CMD_DEBUG : 0);
+                tls->pPipeView = pipe;
+            }
+        } else if (line.At(1) == L':' && QueryIsDelimiter(line.At(2))) {
+            result = ChangeDrive(line);
+        } else if (RunInternalCommand(line, &result) < 0) {
+            if (QueryIsURL(line.c_str()) || aIniFile.UnixPaths || line.StartsWith(L"../"))
+                GetNthArgument(line.c_str(), ARG_NO_SWITCH_SPLIT, &name);
+            StripQuotes_S(name);
+            if (name == L"-" || (aIniFile.AutoCDD && !name.empty() && (name.back() == L'\\' || name.back() == L'/'))) {
+                CString args = line;
+                ParseArguments_S(args, L"cdd", 0x204, nullptr);
+                tls->sCommandName = L"CDD";
+                result = Cdd_Command(args);
+            } else {
+                result = RunExternalOrScript(line, name, 1);
+            }
+        }
+    }
+    if (result != BATCH_ABORT && result != LINE_REPLACED) TestErrorLevelHook(result);
+    return result;
+}
+
+int RunExternalOrScript(CString &line, CString &name, int) {
+    (void)line;
+    GetTLS()->nExitCode = BDError(ERROR_BD_UNKNOWN_COMMAND, name.c_str());
+    return 2;
+}

@@ -1,0 +1,64 @@
+// Small system commands: VER, CLS, TITLE and BEEP.
+#include "console/output.h"
+#include "core/args.h"
+#include "core/bdx.h"
+#include "core/cmdtable.h"
+#include "core/format.h"
+#include "core/instance.h"
+
+int Ver_Command(CString &args) {
+    unsigned mask = 0;
+    if (GetSwitches(args, L"R", &mask, 0, nullptr)) return 2;
+    Printf(L"\r\n%s   Windows %u.%u Build %u\r\n", aGlobals.sVersion.c_str(), aGlobals.nWinVersion / 100,
+           aGlobals.nWinVersion % 100, aGlobals.nWinBuild);
+    if (mask & 1)
+        Printf(L"Brindle.dll %u.%02u.%d, built %hs\r\n", BDX_VERSION_MAJOR, BDX_VERSION_MINOR, BDX_BUILD, __DATE__);
+    return 0;
+}
+
+// Clear the visible window and home the cursor; on a file or pipe, a form
+// feed stands for the new page.
+int Cls_Command(CString &) {
+    HANDLE out = StdOut();
+    CONSOLE_SCREEN_BUFFER_INFO info;
+    if (!GetConsoleScreenBufferInfo(out, &info)) {
+        QPutc(out, L'\f');
+        return 0;
+    }
+    DWORD cells = (DWORD)info.dwSize.X * info.dwSize.Y, done;
+    COORD home{0, 0};
+    FillConsoleOutputCharacterW(out, L' ', cells, home, &done);
+    FillConsoleOutputAttribute(out, info.wAttributes, cells, home, &done);
+    SetConsoleCursorPosition(out, home);
+    return 0;
+}
+
+int Title_Command(CString &args) {
+    CString title = args;
+    title.Trim();
+    StripEnclosingQuotes_S(title);
+    SetSavedTitle(title.c_str());
+    if (!aGlobals.fNoConsole && !SetConsoleTitleW(title.c_str())) return BDError(0, title.c_str());
+    return 0;
+}
+
+// BEEP [frequency duration]... : duration in 1/18 s ticks.
+int Beep_Command(CString &args) {
+    CString arg;
+    int index = 0;
+    if (!GetNthArgument(args.c_str(), 0, &arg)) {
+        honk();
+        return 0;
+    }
+    for (; GetNthArgument(args.c_str(), index, &arg); index += 2) {
+        unsigned freq = 0, ticks = 2;
+        CString ticksText;
+        if (Sscanf(arg.c_str(), L"%u", &freq) != 1) return BDError(87, arg.c_str());
+        if (GetNthArgument(args.c_str(), index + 1, &ticksText) && Sscanf(ticksText.c_str(), L"%u", &ticks) != 1)
+            return BDError(87, ticksText.c_str());
+        if (freq < 37) Sleep(ticks * 55);
+        else Beep(freq, ticks * 55);
+        CheckBreak();
+    }
+    return 0;
+}

@@ -1,0 +1,122 @@
+// BDX.EXE: the console front end.  It parses its own command line, brings
+// up the interpreter in Brindle.dll and runs the prompt loop.
+#include <windows.h>
+#include <string>
+#include <vector>
+
+struct TLS_VARIABLES;
+extern "C" {
+__declspec(dllimport) int InitializeDLL(wchar_t *iniFile);
+__declspec(dllimport) void InitializeCOMSecurity();
+__declspec(dllimport) void RunStartupFiles(const wchar_t *stem, const wchar_t *arguments);
+__declspec(dllimport) int Command(const wchar_t *line, int flags);
+__declspec(dllimport) void ResetParsingFlags();
+__declspec(dllimport) void ResetBreakHandling();
+__declspec(dllimport) void EnableSignals();
+__declspec(dllimport) int ShowPrompt(const wchar_t *variableName);
+__declspec(dllimport) int ReadInputLine(wchar_t **line);
+__declspec(dllimport) void FreeInputLine(wchar_t *line);
+__declspec(dllimport) void ShutdownCommandProcessor();
+__declspec(dllimport) int SetINIDirective(wchar_t *text);
+__declspec(dllimport) int ExitShell(const wchar_t *value);
+__declspec(dllimport) int QueryStartupFileOption();
+}
+
+namespace {
+
+enum { CMD_TYPED = 1, CMD_ECHO = 2 };
+
+struct Options {
+    std::wstring iniFile;
+    std::vector<std::wstring> directives;
+    std::wstring command;
+    bool once = false;      // /C: run the command and leave
+    bool keep = false;      // /K: run the command and stay
+};
+
+// The text of the command line behind the program's own name.
+const wchar_t *SkipProgramName(const wchar_t *p) {
+    if (*p == L'"') {
+        for (p++; *p && *p != L'"'; p++) {
+        }
+        if (*p) p++;
+    } else {
+        while (*p && *p != L' ' && *p != L'\t') p++;
+    }
+    while (*p == L' ' || *p == L'\t') p++;
+    return p;
+}
+
+// Switches stop at the first word that is none; /C and /K take the rest
+// of the line as it stands.
+Options ParseCommandLine(const wchar_t *p) {
+    Options o;
+    for (;;) {
+        while (*p == L' ' || *p == L'\t') p++;
+        if (!*p) break;
+        if ((p[0] == L'/' || p[0] == L'-') && (p[1] | 0x20) == L'c' && (!p[2] || p[2] == L' ' || p[2] == L'\t')) {
+            o.once = true;
+            o.command = p[2] ? p + 3 : L"";
+            break;
+        }
+        if ((p[0] == L'/' || p[0] == L'-') && (p[1] | 0x20) == L'k' && (!p[2] || p[2] == L' ' || p[2] == L'\t')) {
+            o.keep = true;
+            o.command = p[2] ? p + 3 : L"";
+            break;
+        }
+        const wchar_t *end = p;
+        if (*end == L'"') {
+            for (end++; *end && *end != L'"'; end++) {
+            }
+            if (*end) end++;
+        }
+        while (*end && *end != L' ' && *end != L'\t') end++;
+        std::wstring word(p, end);
+        if (word.size() > 2 && word[0] == L'/' && word[1] == L'/') o.directives.push_back(word);
+        else if (word[0] == L'@') o.iniFile = word;
+        else if (word[0] == L'/') { /* switches of other hosts are ignored */ }
+        else {
+            o.keep = true;
+            o.command = p;
+            break;
+        }
+        p = end;
+    }
+    return o;
+}
+
+int PromptLoop() {
+    for (;;) {
+        wchar_t *line = nullptr;
+        try {
+            ResetParsingFlags();
+            ResetBreakHandling();
+            EnableSignals();
+            ShowPrompt(L"PROMPT");
+            if (!ReadInputLine(&line)) break;
+            Command(line, CMD_TYPED | CMD_ECHO);
+        } catch (int) {
+        }
+        FreeInputLine(line);
+    }
+    return ExitShell(L"");
+}
+
+}  // namespace
+
+int wmain() {
+    Options o = ParseCommandLine(SkipProgramName(GetCommandLineW()));
+    InitializeCOMSecurity();
+    std::wstring ini = o.iniFile;
+    if (int rc = InitializeDLL(ini.empty() ? nullptr : ini.data())) return rc;
+    for (std::wstring &d : o.directives) SetINIDirective(d.data());
+    if (QueryStartupFileOption()) RunStartupFiles(L"BDSTART", nullptr);
+    if (o.once || o.keep) {
+        try {
+            Command(o.command.c_str(), CMD_ECHO);
+        } catch (int) {
+        }
+        if (o.once) return ExitShell(L"");
+    }
+    return PromptLoop();
+}
