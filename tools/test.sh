@@ -1,0 +1,12 @@
+#!/usr/bin/env bash
+# Build BDX and every test (setting up the machine first when needed), then
+# run all three tiers through ctest: unit tests, end-to-end scripts and the
+# line-editor key sequences.  Arguments go to ctest.
+set -euo pipefail
+ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+bash "$ROOT/tools/build.sh"
+source "$ROOT/tools/wine-env.sh"
+trap wine_stop EXIT
+wine_start
+cd "$ROOT/build"
+ctest --output-on-failure -j2 "$@"
