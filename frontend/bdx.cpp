@@ -85,6 +85,16 @@ Options ParseCommandLine(const wchar_t *p) {
     return o;
 }
 
+// "/C "a & b"": a command line given whole in quotes loses them, when
+// they are its only quotes.
+std::wstring StripOuterQuotes(const std::wstring &text) {
+    size_t last = text.find_last_not_of(L" \t");
+    if (text.size() >= 2 && text[0] == L'"' && last != std::wstring::npos && last > 0 && text[last] == L'"' &&
+        text.find(L'"', 1) == last)
+        return text.substr(1, last - 1);
+    return text;
+}
+
 int PromptLoop() {
     for (;;) {
         wchar_t *line = nullptr;
@@ -95,7 +105,8 @@ int PromptLoop() {
             ShowPrompt(L"PROMPT");
             if (!ReadInputLine(&line)) break;
             Command(line, CMD_TYPED | CMD_ECHO);
-        } catch (int) {
+        } catch (...) {
+            // An interrupt unwound the line: back to the prompt.
         }
         FreeInputLine(line);
     }
@@ -113,8 +124,8 @@ int wmain() {
     if (QueryStartupFileOption()) RunStartupFiles(L"BDSTART", nullptr);
     if (o.once || o.keep) {
         try {
-            Command(o.command.c_str(), CMD_ECHO);
-        } catch (int) {
+            Command(StripOuterQuotes(o.command).c_str(), CMD_ECHO);
+        } catch (...) {
         }
         if (o.once) return ExitShell(L"");
     }
