@@ -92,13 +92,51 @@ int egets(CString &line, int maxChars, int, const wchar_t *) {
     return consumed;
 }
 
+namespace {
+
+// A line of the current frame's in-memory image.  0x1A ends the text
+// without being consumed; CR (with a following LF) or LF ends a line.
+int ReadImageLine(BATCHFRAME *f, CString &line, bool wide, bool utf8, int maxChars) {
+    const std::string &image = f->sBtmImage;
+    size_t unit = wide ? 2 : 1, at = (size_t)f->lOffset, end = at;
+    auto charAt = [&](size_t k) -> wchar_t {
+        if (k + unit > image.size()) return 0x1A;
+        return wide ? (wchar_t)((unsigned char)image[k] | ((unsigned char)image[k + 1] << 8)) : (unsigned char)image[k];
+    };
+    size_t consumed = 0;
+    int count = 0;
+    for (; charAt(end) != 0x1A && count < maxChars; end += unit, count++) {
+        wchar_t c = charAt(end);
+        if (c == L'\n') {
+            consumed = unit;
+            break;
+        }
+        if (c == L'\r') {
+            consumed = charAt(end + unit) == L'\n' ? 2 * unit : unit;
+            break;
+        }
+    }
+    if (wide) line.append((const wchar_t *)(image.data() + at), (end - at) / 2);
+    else line += FromCodePage(image.data() + at, (int)(end - at), utf8 ? CP_UTF8 : GetACP());
+    size_t total = end - at + consumed;
+    f->lOffset += (long long)total;
+    return (int)(total / unit);
+}
+
+}  // namespace
+
 int GetNextLine(HANDLE handle, CString &line, int flags, const wchar_t *prompt, int maxChars) {
     if (!(flags & 8)) line.clear();
     if (handle == StdIn() && QueryIsConsole(handle)) return egets(line, maxChars, flags & 0xFF, prompt);
     bool wide = (flags & 0x10000) || (handle && handle == GetTLS()->hUnicodeInput);
+    bool utf8 = (flags & 0x20000) != 0;
+    BATCHFRAME *frame = CurrentFrame();
+    if (handle == BTM_IN_MEMORY) return frame ? ReadImageLine(frame, line, wide, utf8, maxChars) : 0;
     if (!(flags & 0x8000) && GetFileType(handle) == FILE_TYPE_PIPE)
         return ReadPipeLine(handle, line, wide || GetTLS()->nOutputEncoding == 3, maxChars);
-    return ReadFileLine(handle, line, wide, (flags & 0x20000) != 0, maxChars);
+    int consumed = ReadFileLine(handle, line, wide, utf8, maxChars);
+    if (frame && handle == frame->hFile) frame->lOffset += consumed;
+    return wide ? consumed / 2 : consumed;
 }
 
 // Ask for one key out of allowed (case ignored); returns it in upper case.
