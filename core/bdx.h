@@ -41,8 +41,8 @@ enum : int {
     ERROR_BD_UNKNOWN_OPTION = 0x20000046,
     ERROR_BD_TOO_MANY_COMMANDS = 0x20000055,
     // Codes of this program with no fixed number elsewhere.
-    ERROR_BD_NOT_AVAILABLE = 0x20000100,
-    ERROR_BD_EXPECTED_NUMBER = 0x20000101,
+    ERROR_BD_NOT_AVAILABLE = 0x200000F0,     // string 3240
+    ERROR_BD_EXPECTED_NUMBER = 0x200000F1,   // string 3241
 };
 constexpr int BD_STRING_BIAS = 0x1FFFF448;
 
@@ -67,6 +67,7 @@ struct BATCHFRAME {
     unsigned fFlags = 0;
     int nFrameExit = 0;
     CString sOnError, sOnErrorMsg, sOnErrorLevel, sOnBreak;
+    CString sOnClose, sOnLogoff, sOnShutdown, sOnSuspend, sOnResume;
 };
 // hFile of a frame whose file is held in memory.
 #define BTM_IN_MEMORY ((HANDLE)(intptr_t)32767)
@@ -181,6 +182,7 @@ int GetNextLine(HANDLE handle, CString &line, int flags, const wchar_t *prompt, 
 BD_EXPORT int ShowPrompt(const wchar_t *variableName);
 int egets(CString &line, int maxChars, int flags, const wchar_t *prompt);
 int QueryInputChar(const wchar_t *prompt, const wchar_t *allowed);
+void EatKeystrokes();
 
 // Errors and interrupts.
 BD_EXPORT int BDError(int code, const wchar_t *argument);
