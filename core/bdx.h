@@ -41,8 +41,8 @@ enum : int {
     ERROR_BD_UNKNOWN_OPTION = 0x20000046,
     ERROR_BD_TOO_MANY_COMMANDS = 0x20000055,
     // Codes of this program with no fixed number elsewhere.
-    ERROR_BD_NOT_AVAILABLE = 0x200000F0,     // string 3240
-    ERROR_BD_EXPECTED_NUMBER = 0x200000F1,   // string 3241
+    ERROR_BD_NOT_AVAILABLE = 0x200000F0,
+    ERROR_BD_EXPECTED_NUMBER = 0x200000F1,
 };
 constexpr int BD_STRING_BIAS = 0x1FFFF448;
 
