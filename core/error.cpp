@@ -97,7 +97,6 @@ CString ErrorMessage(int code, const wchar_t *argument) {
     return BuildMessage(code, argument, kMessageLimit);
 }
 
-
 CString QueryErrorLogName() {
     if (aIniFile.LogErrorsName && *aIniFile.LogErrorsName) return aIniFile.LogErrorsName;
     return aGlobals.sExecutablePath + L"BDXERR.LOG";
