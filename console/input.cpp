@@ -3,6 +3,7 @@
 #include <cwchar>
 #include "console/output.h"
 #include "core/bdx.h"
+#include "core/error.h"
 #include "core/format.h"
 
 namespace {
@@ -70,20 +71,50 @@ int ReadFileLine(HANDLE h, CString &line, bool wide, bool utf8, int maxChars) {
     return (int)consumed;
 }
 
+// Wait, alertably, until the console holds a key press.  A Ctrl+C comes as
+// an asynchronous procedure that ends the wait, so an interrupt at an idle
+// prompt is seen at once; ReadConsoleW itself is no alertable wait.  Events
+// that ReadConsoleW passes over (key releases, focus, mouse, size) are
+// dropped here: a read that found only those would block until Enter.
+void WaitForKeyPress(HANDLE in) {
+    for (;;) {
+        CheckBreak();
+        DWORD wait = WaitForSingleObjectEx(in, INFINITE, TRUE);
+        if (wait == WAIT_IO_COMPLETION) continue;
+        if (wait != WAIT_OBJECT_0) return;
+        INPUT_RECORD record;
+        DWORD n = 0;
+        if (!PeekConsoleInputW(in, &record, 1, &n) || !n) return;
+        if (record.EventType == KEY_EVENT && record.Event.KeyEvent.bKeyDown) return;
+        ReadConsoleInputW(in, &record, 1, &n);
+    }
+}
+
 }  // namespace
 
 int egets(CString &line, int maxChars, int, const wchar_t *) {
     HANDLE in = StdIn();
-    CString text;
+    CString text, chunk(256, L'\0');
     int consumed = 0;
     for (;;) {
-        wchar_t buffer[256];
+        // The rest of a long line waits in the console's own line buffer.
+        if (text.empty()) WaitForKeyPress(in);
         DWORD got = 0;
-        if (!ReadConsoleW(in, buffer, 256, &got, nullptr) || !got) break;
+        SetLastError(0);
+        BOOL ok = ReadConsoleW(in, chunk.data(), (DWORD)chunk.size(), &got, nullptr);
+        if (ok && !got && GetLastError() == ERROR_OPERATION_ABORTED) {
+            // Ctrl+C ended the read; its procedure is on its way from the
+            // handler thread.
+            SleepEx(100, TRUE);
+            continue;
+        }
+        if (!ok || !got) break;
         consumed += (int)got;
-        text.append(buffer, got);
+        text.append(chunk.c_str(), got);
         if (text.back() == L'\n') break;
     }
+    // A Ctrl+C typed while the line was read ends the line unseen.
+    SleepEx(0, TRUE);
     CheckBreak();
     text.TrimRight(L"\r\n");
     if (text.size() == 1 && text[0] == 0x1A) return 0;
@@ -144,12 +175,15 @@ int QueryInputChar(const wchar_t *prompt, const wchar_t *allowed) {
     if (prompt && *prompt) QPuts(prompt);
     HANDLE in = StdIn();
     for (;;) {
+        CheckBreak();
+        DWORD wait = WaitForSingleObjectEx(in, INFINITE, TRUE);
+        if (wait == WAIT_IO_COMPLETION) continue;
         INPUT_RECORD record;
         DWORD got = 0;
-        if (!ReadConsoleInputW(in, &record, 1, &got) || !got) return 0;
-        CheckBreak();
+        if (wait != WAIT_OBJECT_0 || !ReadConsoleInputW(in, &record, 1, &got) || !got) return 0;
         if (record.EventType != KEY_EVENT || !record.Event.KeyEvent.bKeyDown) continue;
         wchar_t c = ToUpperChar(record.Event.KeyEvent.uChar.UnicodeChar);
+        if (c == 3) BreakHandler(1);  // Ctrl+C read as a key (processed input off)
         if (!c) continue;
         if (!allowed || !*allowed || wcschr(CString(allowed).c_str(), c) ||
             wcschr(CString(allowed).c_str(), ToLowerChar(c))) {
@@ -158,6 +192,12 @@ int QueryInputChar(const wchar_t *prompt, const wchar_t *allowed) {
         }
         honk();
     }
+}
+
+// Drop everything typed ahead on the console.
+void EatKeystrokes() {
+    HANDLE in = aGlobals.hConIn && aGlobals.hConIn != INVALID_HANDLE_VALUE ? aGlobals.hConIn : StdIn();
+    FlushConsoleInputBuffer(in);
 }
 
 namespace {

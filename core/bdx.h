@@ -194,6 +194,7 @@ int GetNextLine(HANDLE handle, CString &line, int flags, const wchar_t *prompt, 
 BD_EXPORT int ShowPrompt(const wchar_t *variableName);
 int egets(CString &line, int maxChars, int flags, const wchar_t *prompt);
 int QueryInputChar(const wchar_t *prompt, const wchar_t *allowed);
+void EatKeystrokes();
 
 // Errors and interrupts.
 BD_EXPORT int BDError(int code, const wchar_t *argument);
