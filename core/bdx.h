@@ -43,6 +43,7 @@ enum : int {
     // Codes of this program with no fixed number elsewhere.
     ERROR_BD_NOT_AVAILABLE = 0x20000100,
     ERROR_BD_EXPECTED_NUMBER = 0x20000101,
+    ERROR_BD_FUNC_NOT_AVAILABLE = 0x20000102,
 };
 constexpr int BD_STRING_BIAS = 0x1FFFF448;
 
@@ -184,6 +185,9 @@ int QueryInputChar(const wchar_t *prompt, const wchar_t *allowed);
 
 // Errors and interrupts.
 BD_EXPORT int BDError(int code, const wchar_t *argument);
+// The full text that BDError prints for a code and its argument (null for
+// none), ending in a line break.
+CString ErrorMessage(int code, const wchar_t *argument);
 BD_EXPORT void HoldSignals();
 BD_EXPORT void EnableSignals();
 BD_EXPORT void ResetBreakHandling();
