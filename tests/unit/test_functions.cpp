@@ -127,6 +127,7 @@ TEST_F(Functions, NotAvailableHasItsOwnMessage) {
     ASSERT_NE(aGlobals.hLanguage, nullptr);
     CString text = ErrorMessage(ERROR_BD_FUNC_NOT_AVAILABLE, L"%@lua[x]");
     EXPECT_EQ(text, L"This function is not available yet \"%@lua[x]\"\r\n");
+    EXPECT_EQ(V(L"@errtext", L"0x20000102"), L"This function is not available yet");
 }
 
 TEST_F(Functions, UserFunctionParameters) {
@@ -385,4 +386,71 @@ TEST_F(Functions, LinesOfFiles) {
     DeleteFileW(wide.c_str());
     EXPECT_EQ(Rc(L"@lines", name.c_str()), ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(Rc(L"@altname", name.c_str()), ERROR_FILE_NOT_FOUND);
+}
+
+namespace {
+
+unsigned seenParseFlags;
+HANDLE seenStdOut;
+
+int ReportFive(CString &) {
+    seenParseFlags = aIniFile.ParseFlags;
+    seenStdOut = GetStdHandle(STD_OUTPUT_HANDLE);
+    return 5;
+}
+
+int CountCaptureFiles() {
+    CString dir(MAX_PATH + 1, L'\0');
+    dir.resize(GetTempPathW(MAX_PATH + 1, dir.data()));
+    WIN32_FIND_DATAW data;
+    HANDLE h = FindFirstFileW((dir + L"EXE*.tmp").c_str(), &data);
+    if (h == INVALID_HANDLE_VALUE) return 0;
+    int n = 1;
+    while (FindNextFileW(h, &data)) n++;
+    FindClose(h);
+    return n;
+}
+
+}  // namespace
+
+TEST_F(Functions, ExecRunsACommandAndRestoresState) {
+    BUILTIN *row;
+    FindInternalCommand(L"beep", true, &row);
+    CommandHandler saved = row->pfnHandler;
+    row->pfnHandler = ReportFive;
+    aIniFile.ParseFlags = PF_NO_REDIRECTION | PF_NO_ALIASES;
+    HANDLE out = GetStdHandle(STD_OUTPUT_HANDLE);
+    EXPECT_EQ(V(L"@exec", L"beep"), L"5");
+    EXPECT_EQ(seenParseFlags, (unsigned)PF_NO_ALIASES);
+    EXPECT_EQ(aIniFile.ParseFlags, (unsigned)(PF_NO_REDIRECTION | PF_NO_ALIASES));
+    EXPECT_EQ(Rc(L"@exec", L"  "), 87);
+    int before = CountCaptureFiles();
+    EXPECT_EQ(V(L"@execstr", L"beep"), L"");
+    EXPECT_NE(seenStdOut, out);  // the command wrote into the capture file
+    EXPECT_EQ(GetStdHandle(STD_OUTPUT_HANDLE), out);
+    EXPECT_EQ(CountCaptureFiles(), before);
+    row->pfnHandler = saved;
+}
+
+TEST_F(Functions, ExecstrTakesALineOfOutput) {
+    EXPECT_EQ(V(L"@execstr", L"echo hello"), L"hello");
+    EXPECT_EQ(V(L"@execstr", L"1,echo a & echo b \u00E9"), L"b \u00E9");
+    EXPECT_EQ(V(L"@execstr", L"-2,echo a & echo b & echo c"), L"b");
+    EXPECT_EQ(V(L"@execstr", L"5,echo a"), L"");
+    EXPECT_EQ(V(L"@execstr", L"echo 1,2"), L"1,2");
+    EXPECT_EQ(Rc(L"@execstr", L""), 87);
+}
+
+TEST_F(Functions, ListEntriesAndErrorTexts) {
+    EXPECT_EQ(Call(L"@alias", L"nosuch").rc, FUNC_NO_RESCAN);
+    EXPECT_EQ(Call(L"@alias", L"nosuch").value, L"");
+    EXPECT_EQ(Call(L"@function", L"nosuch").rc, FUNC_NO_RESCAN);
+    CString text = V(L"@errtext", L"2");
+    EXPECT_FALSE(text.empty());
+    EXPECT_NE(text.back(), L'\n');
+    EXPECT_FALSE(V(L"@errtext", L"0").empty());
+    EXPECT_EQ(Rc(L"@errtext", L"x"), 87);
+    int sysError = GetTLS()->nSysError;
+    V(L"@errtext", L"5");
+    EXPECT_EQ(GetTLS()->nSysError, sysError);
 }
