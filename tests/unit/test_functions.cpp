@@ -347,6 +347,9 @@ TEST_F(Functions, ComparisonsAndTests) {
     EXPECT_EQ(V(L"@email", L"a..b@x.com"), L"0");
     EXPECT_EQ(V(L"@email", L"@x.com"), L"0");
     EXPECT_EQ(V(L"@email", L"a@-x.com"), L"0");
+    EXPECT_EQ(V(L"@email", L"a@ex_ample.com"), L"0");
+    EXPECT_EQ(V(L"@email", L"a@example.c0m"), L"0");
+    EXPECT_EQ(V(L"@email", L"a b@example.com"), L"0");
     EXPECT_EQ(V(L"@numeric", L"-1,234.5"), L"1");
     EXPECT_EQ(V(L"@numeric", L" .5 "), L"1");
     EXPECT_EQ(V(L"@numeric", L"1.2.3"), L"0");
