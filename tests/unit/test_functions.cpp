@@ -127,7 +127,7 @@ TEST_F(Functions, NotAvailableHasItsOwnMessage) {
     ASSERT_NE(aGlobals.hLanguage, nullptr);
     CString text = ErrorMessage(ERROR_BD_FUNC_NOT_AVAILABLE, L"%@lua[x]");
     EXPECT_EQ(text, L"This function is not available yet \"%@lua[x]\"\r\n");
-    EXPECT_EQ(V(L"@errtext", L"0x20000102"), L"This function is not available yet");
+    EXPECT_EQ(V(L"@errtext", L"0x200000F2"), L"This function is not available yet");
 }
 
 TEST_F(Functions, UserFunctionParameters) {
