@@ -87,6 +87,7 @@ CString FormatFixed(const Decimal &v, const EvalOptions &o) {
     int64_t exponent;
     bool negative;
     CString digits = Widen(DecDigits(v, &exponent, &negative));
+    if (digits == L"0") exponent = 0;  // a zero may carry any exponent (0E+5)
     CString whole, fraction;
     if (exponent >= 0) {
         whole = digits + Repeat(L'0', (size_t)exponent);

@@ -59,6 +59,8 @@ TEST_F(Eval, ArithmeticLevels) {
     EXPECT_EQ(E(L"-7 % 2"), L"-1");
     EXPECT_EQ(E(L"10/4"), L"2.5");
     EXPECT_EQ(E(L"0.1+0.2"), L"0.3");
+    EXPECT_EQ(E(L"50 % -10"), L"0");
+    EXPECT_EQ(E(L"0e5"), L"0");
     EXPECT_EQ(E(L"2**3**2"), L"64");      // left-associative
     EXPECT_EQ(E(L"2*3**2"), L"18");
     EXPECT_EQ(E(L"-2**2"), L"4");         // the prefix binds tighter than **
