@@ -24,10 +24,10 @@ struct SCRATCHBLOCK {
     }
 };
 
-// Error in OPTION setting "History=0x100": Invalid numeric value for History
+// Error in OPTION setting "//History=0x100": Invalid numeric value for History
 int SettingError(const CString &item, const wchar_t *error) {
     CString name = item.Left(item.find_first_of(L" \t;="));
-    return BDError(ERROR_BD_OPTION_SYNTAX, FormatStr(L"\"%s\": %s %s", item.c_str(), error, name.c_str()).c_str());
+    return BDError(ERROR_BD_OPTION_SYNTAX, FormatStr(L"\"//%s\": %s %s", item.c_str(), error, name.c_str()).c_str());
 }
 
 // One setting of a // list: "name=value" (or "name value"), or a name
