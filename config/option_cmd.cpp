@@ -68,6 +68,7 @@ int ListOptions() {
         if (aOptions[i].nType == OPT_INCLUDE) continue;
         CString value;
         GetOptionValue(aOptions[i].pszName, value);
+        if (aOptions[i].nType == OPT_COLOR && value == L"0") value.clear();  // no colour set
         text.AppendFormat(L"%s=%s\r\n", aOptions[i].pszName, value.c_str());
     }
     for (const EXTRAOPTION &extra : aExtraOptions) text.AppendFormat(L"%s=%s\r\n", extra.sName.c_str(), extra.sValue.c_str());

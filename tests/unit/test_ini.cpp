@@ -45,15 +45,15 @@ std::string Utf16WithBom(const std::wstring &text) {
     return bytes;
 }
 
-// Everything written to standard error while fn runs.
-CString CaptureErrors(const std::function<void()> &fn) {
+// Everything written to standard error (or output) while fn runs.
+CString CaptureErrors(const std::function<void()> &fn, DWORD which = STD_ERROR_HANDLE) {
     TempDir dir;
-    CString path = dir.Write(L"stderr.txt", "");
+    CString path = dir.Write(L"captured.txt", "");
     HANDLE h = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-    HANDLE saved = GetStdHandle(STD_ERROR_HANDLE);
-    SetStdHandle(STD_ERROR_HANDLE, h);
+    HANDLE saved = GetStdHandle(which);
+    SetStdHandle(which, h);
     fn();
-    SetStdHandle(STD_ERROR_HANDLE, saved);
+    SetStdHandle(which, saved);
     SetFilePointer(h, 0, nullptr, FILE_BEGIN);
     std::string bytes(65536, '\0');
     DWORD got = 0;
@@ -377,6 +377,33 @@ TEST_F(Ini, SharedImageRoundTrip) {
     EXPECT_EQ(copy.ColorDir, nullptr);
     EXPECT_EQ(Str(copy.Editor), L"ed it");
     FreeIniStrings(&copy);
+}
+
+// OPTION with no argument lists every option in a form that reads back.
+TEST_F(Ini, ListingReadsBack) {
+    const wchar_t *error = nullptr;
+    for (const wchar_t *text : {L"History=9000", L"AmPm=Yes", L"Editor=ed it", L"QuakeHotkey=F7", L"StdColors=red on white"}) {
+        CString line = text;
+        IniLine(line, &aIniFile, 0, 0, &error);
+    }
+    CString listing = CaptureErrors([] {
+        CString none;
+        EXPECT_EQ(Option_Command(none), 0);
+    }, STD_OUTPUT_HANDLE);
+    EXPECT_TRUE(listing.StartsWith(L"[9BX]\r\nAliasSize=262144\r\n"));
+    EXPECT_NE(listing.find(L"\r\nProxyPassword=\r\n"), CString::npos);
+    EXPECT_EQ(listing.find(L"Include"), CString::npos);
+
+    TempDir dir;
+    CString file = dir.Write(L"listing.ini", ToCodePage(listing.c_str(), listing.GetLength(), CP_UTF8));
+    IniClear(&aIniFile);
+    aIniFile.PauseOnError = 0;
+    EXPECT_EQ(CaptureErrors([&] { EXPECT_EQ(IniParse(file.c_str(), &aIniFile, 0), 0); }), L"");
+    EXPECT_EQ(aIniFile.History, 9000u);
+    EXPECT_EQ(aIniFile.AmPm, 1);
+    EXPECT_EQ(Str(aIniFile.Editor), L"ed it");
+    EXPECT_EQ(aIniFile.QuakeHotkey, KeyNameValue(L"F7"));
+    EXPECT_EQ(aIniFile.StdColors, 0x74u);
 }
 
 // SETDOS changes all of its switches or none.
