@@ -156,22 +156,34 @@ CString ProcessImageName(DWORD pid) {
     return name;
 }
 
-DWORD ParentProcessId(DWORD pid) {
+// Each process's parent, from one snapshot of the process list.
+struct PROCESSPARENT {
+    DWORD nPid;
+    DWORD nParent;
+};
+
+std::vector<PROCESSPARENT> ProcessParents() {
+    std::vector<PROCESSPARENT> list;
     HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
-    if (snapshot == INVALID_HANDLE_VALUE) return 0;
+    if (snapshot == INVALID_HANDLE_VALUE) return list;
     PROCESSENTRY32W entry{};
     entry.dwSize = sizeof(entry);
-    DWORD parent = 0;
     for (BOOL more = Process32FirstW(snapshot, &entry); more; more = Process32NextW(snapshot, &entry))
-        if (entry.th32ProcessID == pid) parent = entry.th32ParentProcessID;
+        list.push_back({entry.th32ProcessID, entry.th32ParentProcessID});
     CloseHandle(snapshot);
-    return parent;
+    return list;
+}
+
+DWORD ParentProcessId(const std::vector<PROCESSPARENT> &list, DWORD pid) {
+    for (const PROCESSPARENT &p : list)
+        if (p.nPid == pid) return p.nParent;
+    return 0;
 }
 
 // The nesting level: with a console, the number of other processes on it
 // that run this same program; without one, the number of ancestors in a
 // row that run it.
-int NestingLevel(const CString &self) {
+int NestingLevel(const CString &self, const std::vector<PROCESSPARENT> &parents) {
     std::vector<DWORD> pids(256);
     DWORD n = GetConsoleProcessList(pids.data(), (DWORD)pids.size());
     if (n > pids.size()) {
@@ -185,7 +197,7 @@ int NestingLevel(const CString &self) {
     }
     DWORD pid = GetCurrentProcessId();
     for (int guard = 0; guard < 64; guard++) {
-        pid = ParentProcessId(pid);
+        pid = ParentProcessId(parents, pid);
         if (!pid || !ProcessImageName(pid).EqualsNoCase(self.c_str())) break;
         level++;
     }
@@ -193,8 +205,8 @@ int NestingLevel(const CString &self) {
 }
 
 // Take the parent shell's block; false when there is none to take.
-bool InheritParentBlock(const CString &self) {
-    DWORD parent = ParentProcessId(GetCurrentProcessId());
+bool InheritParentBlock(const CString &self, const std::vector<PROCESSPARENT> &parents) {
+    DWORD parent = ParentProcessId(parents, GetCurrentProcessId());
     if (!parent || !ProcessImageName(parent).EqualsNoCase(self.c_str())) return false;
     HANDLE mapping = OpenFileMappingW(FILE_MAP_READ, FALSE, FormatStr(L"Brindle_%x", parent).c_str());
     if (!mapping) return false;
@@ -238,8 +250,9 @@ void InitializeIniFile() {
     // A shell that died holding it must not stop every later one.
     bool held = semaphore && WaitForSingleObject(semaphore, 10000) == WAIT_OBJECT_0;
     CString self = ProgramFileName();
-    int level = NestingLevel(self);
-    bool inherited = level > 0 && InheritParentBlock(self);
+    std::vector<PROCESSPARENT> parents = ProcessParents();
+    int level = NestingLevel(self, parents);
+    bool inherited = level > 0 && InheritParentBlock(self, parents);
     CreateOwnMapping();
     if (!inherited) {
         IniClear(&aIniFile);
