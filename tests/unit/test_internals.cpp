@@ -234,3 +234,37 @@ TEST(CommandCounters, ReadTheBoundIntegers) {
     EXPECT_EQ(Counter(L"_unq_db"), L"C:\\data\\store.db");
     sUnqDatabase.clear();
 }
+
+TEST(InternalVariables, EchoAndEditingStateFollowTheFrame) {
+    TLS_VARIABLES *tls = GetTLS();
+    tls->fInteractiveEcho = 1;
+    EXPECT_EQ(Var(L"_echo"), L"1");
+    tls->aBatchFrames.resize(1);
+    tls->aBatchFrames[0].nEcho = 0;
+    tls->nBatchFrame = 0;
+    EXPECT_EQ(Var(L"_echo"), L"0");  // inside a batch file the frame's state counts
+    tls->aBatchFrames[0].nEcho = 1;
+    EXPECT_EQ(Var(L"_echo"), L"1");
+    tls->nBatchFrame = -1;
+    tls->aBatchFrames.clear();
+    tls->fInteractiveEcho = 0;
+    EXPECT_EQ(Var(L"_echo"), L"0");
+
+    aIniFile.fEditInsert = 1;
+    EXPECT_EQ(Var(L"_editmode"), L"1");
+    aIniFile.fEditInsert = 0;
+    EXPECT_EQ(Var(L"_editmode"), L"0");
+    aIniFile.nSecondary = 2;
+    EXPECT_EQ(Var(L"_shell"), L"2");
+    aIniFile.nSecondary = 0;
+}
+
+TEST(InternalVariables, TimeZoneAgreesWithTheSystem) {
+    TIME_ZONE_INFORMATION zone;
+    DWORD status = GetTimeZoneInformation(&zone);
+    ASSERT_NE(status, TIME_ZONE_ID_INVALID);
+    EXPECT_EQ(Var(L"_dst"), status == TIME_ZONE_ID_DAYLIGHT ? L"1" : L"0");
+    EXPECT_EQ(Var(L"_stzn"), zone.StandardName);
+    EXPECT_EQ(Var(L"_stzo"), FormatStr(L"%d", -(int)(zone.Bias + zone.StandardBias)));
+    EXPECT_TRUE(IsNumber(Var(L"_tzo")));
+}
