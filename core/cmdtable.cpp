@@ -155,14 +155,17 @@ static int ScreenColumns() {
 }
 
 int Cmds_Command(CString &) {
-    int columns = ScreenColumns() / 16;
+    int width = ScreenColumns();
+    int columns = width / 16;
     if (columns < 1) columns = 1;
+    // A row that fills the console's width exactly has already wrapped.
+    bool wraps = columns * 16 == width && QueryIsConsole(StdOut());
     int column = 0;
     for (int i = 0; i < QueryNumberOfCommands(); i++) {
         if (!aInternalCommands[i].fEnabled) continue;
         Printf(L"%-16s", aInternalCommands[i].pszName);
         if (++column == columns) {
-            CrLf();
+            if (!wraps) CrLf();
             column = 0;
         }
     }
