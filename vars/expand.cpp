@@ -25,8 +25,9 @@ constexpr int kMaxRepeats = 16;    // passes in a row at one index
 constexpr int kMaxNesting = 20;    // bracketed expansions inside each other
 // A value that refers to itself in a spelling that the self-reference rule
 // does not see ("x%a") makes the line grow at an index that moves, which
-// the repeat count cannot catch.  No real command line comes near this.
-constexpr size_t kMaxExpandedLine = 0x20000;
+// the repeat count cannot catch.  Such a loop inserts text holding a "%"
+// again and again; no real line does that this often.
+constexpr int kMaxNestedInsertions = 4096;
 
 // Steps 2 and 3 of a pass: is the line a command group, and where does its
 // first command end.  ENDLOCAL expands to the end of the line.
@@ -157,7 +158,6 @@ bool InsertedInFirstWord(const Expansion &x) {
 
 // Steps 11 and 12: put the value in and decide where scanning goes on.
 int InsertValue(Expansion &x, const Found &found, bool *done) {
-    if (x.line.size() + found.value.size() > kMaxExpandedLine) return BDError(ERROR_BD_VARIABLE_LOOP, nullptr);
     x.line.insert(x.pos, found.value);
     if (found.endCall) {
         *done = true;
@@ -178,6 +178,8 @@ int InsertValue(Expansion &x, const Found &found, bool *done) {
                     ? (flags & PF_NO_FUNCTION_SKIP) != 0
                     : found.rescan == FUNC_NO_RESCAN || (flags & PF_NO_NESTED_VARIABLES);
     if (skip) x.pos += found.value.size();
+    else if (found.value.find(L'%') != CString::npos && ++x.nestedInsertions > kMaxNestedInsertions)
+        return BDError(ERROR_BD_VARIABLE_LOOP, nullptr);
     return 0;
 }
 

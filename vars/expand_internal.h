@@ -15,6 +15,7 @@ struct Expansion {
     size_t delayedAt = CString::npos;       // where a !name! was turned into %name%
     int repeat = 0;                         // passes in a row that found their % at lastPos
     size_t lastPos = 0;
+    int nestedInsertions = 0;               // values holding a "%" that were scanned again
 };
 
 // What one reference yields.  With no value the reference has vanished.
