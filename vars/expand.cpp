@@ -36,9 +36,12 @@ int ComputeLimit(Expansion &x) {
     GetNthArgument(x.line.c_str(), 0, &first);
     unsigned saved = aIniFile.ParseFlags;
     if (first.EqualsNoCase(L"endlocal")) aIniFile.ParseFlags |= PF_NO_COMPOUND;
-    BUILTIN *row = nullptr;
-    FindInternalCommand(x.line.c_str(), false, &row);
-    x.group = x.line.At(0) == L'(' && !x.nested && (!row || (row->fFlags & CF_GROUP));
+    x.group = false;
+    if (x.line.At(0) == L'(' && !x.nested) {
+        BUILTIN *row = nullptr;
+        FindInternalCommand(x.line.c_str(), false, &row);
+        x.group = !row || (row->fFlags & CF_GROUP);
+    }
     int limit = ScanIndex(x.line.c_str(), nullptr, x.group ? L"`\"(" : L"`\"");
     aIniFile.ParseFlags = saved;
     if (limit < 0) return 2;

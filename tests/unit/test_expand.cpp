@@ -90,6 +90,9 @@ TEST_F(Expand, EnvironmentNamesAndPercents) {
     EXPECT_EQ(X(L"echo a^%bdxa%"), L"echo a^%bdxa");        // an escaped "%" is text
     // Only the first command: the rest waits for its own turn.
     EXPECT_EQ(X(L"echo %bdxa% & echo %bdxa% | x %bdxa%"), L"echo one & echo %bdxa% | x %bdxa%");
+    EXPECT_EQ(X(L"endlocal %bdxa% & %bdxa%"), L"endlocal one & one");   // ENDLOCAL takes the whole line
+    // A command group is left whole for the time it runs.
+    EXPECT_EQ(X(L"(echo %bdxa% & echo %bdxa%) %bdxa% & %bdxa%"), L"(echo %bdxa% & echo %bdxa%) one & %bdxa%");
     aIniFile.CommandSep = L'~';
     EXPECT_EQ(X(L"echo %bdxa% ~ %bdxa% & %bdxa%"), L"echo one ~ %bdxa% & %bdxa%");
     EXPECT_EQ(rc, 0);
@@ -116,6 +119,14 @@ TEST_F(Expand, NestedValuesAndLoops) {
     X(L"echo %bdxa");
     EXPECT_EQ(rc, 2);
     EXPECT_NE(errors.Text().find(L"Infinite loop"), CString::npos);
+    // Seventeen expansions in a row at one index are the limit.
+    for (int i = 1; i <= 17; i++)
+        Set(FormatStr(L"bdxl%d", i).c_str(), i < 17 ? FormatStr(L"%%bdxl%d", i + 1).c_str() : L"end");
+    EXPECT_EQ(X(L"%bdxl2"), L"end");
+    EXPECT_EQ(rc, 0);
+    X(L"%bdxl1");
+    EXPECT_EQ(rc, 2);
+    for (int i = 1; i <= 17; i++) Set(FormatStr(L"bdxl%d", i).c_str(), nullptr);
     // A value that grows at a moving index is stopped too.
     Set(L"bdxa", L"x%bdxa");
     X(L"echo %bdxa");
@@ -153,7 +164,7 @@ TEST_F(Expand, BatchArgumentsThroughTheFrame) {
 
     BATCHFRAME &frame = PushFrame(L"C:\\work\\tests\\run.btm", {L"run", L"a", L"\"b c\"", L"d"}, L" a \"b c\"  d");
     EXPECT_EQ(X(L"echo %0 %1 %2 %3 [%4] [%12]"), L"echo run a \"b c\" d [] []");
-    EXPECT_EQ(X(L"echo %1%2"), L"echo a\"b c\"");           // no closing "%" is taken
+    EXPECT_EQ(X(L"echo %1%2 %01"), L"echo a\"b c\" run1");  // no closing "%" is taken; %0 is one digit
     EXPECT_EQ(X(L"echo %*;%$;%2$;%-3$;%#"), L"echo a \"b c\"  d;a \"b c\" d;\"b c\" d;a \"b c\";3");
     EXPECT_EQ(X(L"echo %@"), L"echo \"a\" \"b c\" \"d\"");
     EXPECT_EQ(X(L"echo %~2 %~dp0 %~nx0 %~n0%~x0 %~d0"), L"echo b c C:\\work\\tests\\ run.btm run.btm C:");
