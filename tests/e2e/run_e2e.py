@@ -57,6 +57,7 @@ import sys
 import tempfile
 import time
 
+PROJECT_ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 MARKER = "@@BDXPROMPT@@"
 TIMEOUT = 30
 KEYWORDS = ("CHECK", "CHECKERR", "EXIT", "ARGS", "RUN", "FILE")
@@ -180,6 +181,9 @@ def run(args):
 
         env = dict(os.environ)
         env.pop("PROMPT2", None)
+        # Run by hand: default to the project's own Wine prefix, quietly.
+        env.setdefault("WINEPREFIX", os.path.join(PROJECT_ROOT, ".wineprefix"))
+        env.setdefault("WINEDEBUG", "-all")
         cmd = [args.wine, exe, "@" + windows_path(ini)] + spec["args"]
         stdin_path = os.path.join(root, "stdin.txt")
         if spec["run"] == "stdin":

@@ -144,7 +144,10 @@ def main():
     tag = f"bdxkeys-{os.getpid()}"
     s = Session(tag, tag)
     work = tempfile.mkdtemp(prefix="bdx-keys-")
-    command = ["env", "-u", "PROMPT2", "PROMPT=$P$G", args.wine, exe]
+    root = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+    command = ["env", "-u", "PROMPT2", "PROMPT=$P$G",
+               "WINEPREFIX=" + os.environ.get("WINEPREFIX", os.path.join(root, ".wineprefix")),
+               "WINEDEBUG=" + os.environ.get("WINEDEBUG", "-all"), args.wine, exe]
     step = None
     start = time.monotonic()
     try:
