@@ -110,6 +110,8 @@ NameSpan NameEnd(CString &l, size_t i, bool atDelayed) {
         return {e, false};
     }
     if (c == L'*' && (!l.At(i + 1) || wcschr(L" \t,\"|<>{}();+=/'", l[i + 1]))) return {i + 1, false};
+    // In a batch file %* is the argument line whatever follows it: "[%*]".
+    if (c == L'*' && CurrentFrame()) return {i + 1, true};
     wchar_t pc = ParameterCharValue();
     if (CurrentFrame() && (IsDigit(c) || c == L'-' || c == pc)) {
         size_t e = i + 1;

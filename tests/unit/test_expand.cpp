@@ -171,7 +171,7 @@ TEST_F(Expand, BatchArgumentsThroughTheFrame) {
     frame.nArgShift = 1;
     EXPECT_EQ(X(L"echo %0 %1 %* %#"), L"echo a \"b c\" \"b c\" d 2");
     frame.nArgShift = 5;
-    EXPECT_EQ(X(L"echo [%1] [%* ] %#"), L"echo [] [ ] 0");
+    EXPECT_EQ(X(L"echo [%1] [%*] %#"), L"echo [] [] 0");
     aIniFile.ParameterChar = L'!';
     frame.nArgShift = 0;
     EXPECT_EQ(X(L"echo %2! %!"), L"echo \"b c\" d a \"b c\" d");
@@ -237,6 +237,13 @@ TEST_F(Expand, FunctionsReachTheDispatcher) {
     X(L"echo %@len[abc");
     EXPECT_EQ(rc, 2);
     EXPECT_EQ(X(L"echo %[bdxa] %[bdx%[bdxa]]"), L"echo abc ");
+    // Arguments are expanded first, inner calls before outer ones, and a
+    // result is scanned again unless the switches say no.
+    EXPECT_EQ(X(L"%@len[%bdxa%] %@len[%@left[2,%bdxa%]]"), L"3 2");
+    Set(L"bdxb", L"one");
+    EXPECT_EQ(X(L"[%@left[6,%%bdxb%%xyz]]"), L"[one]");
+    aIniFile.ParseFlags = PF_NO_NESTED_VARIABLES;
+    EXPECT_EQ(X(L"[%@left[6,%%bdxb%%xyz]]"), L"[%bdxb%]");
 }
 
 TEST_F(Expand, NestingDepthOfBrackets) {
