@@ -29,7 +29,7 @@ constexpr int kMaxNesting = 20;    // bracketed expansions inside each other
 // again and again; no real line does that this often.
 constexpr int kMaxNestedInsertions = 4096;
 
-// Steps 2 and 3 of a pass: is the line a command group, and where does its
+// At the top of a pass: is the line a command group, and where does its
 // first command end.  ENDLOCAL expands to the end of the line.
 int ComputeLimit(Expansion &x) {
     CString first;
@@ -65,7 +65,7 @@ size_t DelayedNameEnd(const CString &line, size_t bang) {
     return line.At(j) == L'!' ? j : CString::npos;
 }
 
-// Step 4: the first !name! before the limit becomes %name%, its own "%"
+// Delayed names: the first !name! before the limit becomes %name%, its own "%"
 // escaped, and is then read by the ordinary passes.
 int DelayedExpansion(Expansion &x) {
     if (!aGlobals.fDelayedExpansion) return 0;
@@ -103,7 +103,7 @@ int DelayedExpansion(Expansion &x) {
     return 0;
 }
 
-// Steps 5 to 7: move pos to the next "%" that is not back-quoted, and take
+// Move pos to the next "%" that is not back-quoted, and take
 // it out.  False when the pass is done (*rc then holds the result).
 bool NextPercent(Expansion &x, int *rc) {
     size_t place = x.line.find(L'%', x.pos);
@@ -133,7 +133,7 @@ bool NextPercent(Expansion &x, int *rc) {
     return x.pos < x.line.size() && x.pos + 1 < x.limit;
 }
 
-// Step 8: a doubled "%".  True when one "%" was kept as text; false when
+// A doubled "%".  True when one "%" was kept as text; false when
 // the reference goes on as a single "%" (a FOR variable, or modifiers).
 bool KeepDoubledPercent(Expansion &x) {
     CString &l = x.line;
@@ -159,7 +159,7 @@ bool InsertedInFirstWord(const Expansion &x) {
     return (size_t)start + word.size() > x.pos;
 }
 
-// Steps 11 and 12: put the value in and decide where scanning goes on.
+// Put the value in and decide where scanning goes on.
 int InsertValue(Expansion &x, const Found &found, bool *done) {
     x.line.insert(x.pos, found.value);
     if (found.endCall) {
@@ -195,7 +195,7 @@ int ExpandReference(Expansion &x, Found &found) {
     return ExpandNamedReference(x, found);
 }
 
-// One pass, steps 2 to 12.  *done when the call is over.
+// One pass: one reference read and replaced.  *done when the call is over.
 int ExpansionPass(Expansion &x, bool *done) {
     if (int rc = ComputeLimit(x)) return rc;
     if (int rc = DelayedExpansion(x)) return rc;

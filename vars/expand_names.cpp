@@ -145,8 +145,8 @@ bool ReadNumber(const wchar_t *&p, long long *n) {
 // %name:~start,count%: a negative start counts from the end (past the
 // start of the value it gives nothing); a negative count cuts that many
 // characters off the end.  False when no start can be read.
-bool Substring(const CString &value, const CString &spec, CString *out) {
-    const wchar_t *p = spec.c_str();
+bool Substring(const CString &value, const CString &range, CString *out) {
+    const wchar_t *p = range.c_str();
     long long start = 0, count = 0;
     if (!ReadNumber(p, &start)) return false;
     p = SkipWhiteSpace(p);
