@@ -12,6 +12,7 @@
 // would block as soon as the output outgrew its buffer.  The handle is
 // inheritable, so that an external program started by the command writes
 // there too.
+#include <algorithm>
 #include "console/output.h"
 #include "core/format.h"
 #include "vars/expand_internal.h"
@@ -45,19 +46,32 @@ HANDLE CreateCaptureFile() {
 }
 
 // Standard output goes to the file while this lives, in UTF-8 for the
-// shell's own output; both come back however the command ends.
+// shell's own output.  The handle, the encoding, the block state of the
+// line around the command and the command's name come back however the
+// command ends.
 struct CaptureGuard {
     HANDLE hFile;
     HANDLE hSavedOut;
     int nSavedEncoding;
-    explicit CaptureGuard(HANDLE file)
-        : hFile(file), hSavedOut(GetStdHandle(STD_OUTPUT_HANDLE)), nSavedEncoding(GetTLS()->nOutputEncoding) {
+    unsigned char aSavedBlocks[6];
+    CString sSavedName;
+    explicit CaptureGuard(HANDLE file) : hFile(file), hSavedOut(GetStdHandle(STD_OUTPUT_HANDLE)) {
+        TLS_VARIABLES *tls = GetTLS();
+        nSavedEncoding = tls->nOutputEncoding;
+        sSavedName = tls->sCommandName;
+        unsigned char blocks[6] = {tls->bIffState, tls->nIffActive, tls->nIffNested,
+                                   tls->nDoActive,  tls->nDoNested,  tls->nDoLeave};
+        std::copy(blocks, blocks + 6, aSavedBlocks);
         SetStdHandle(STD_OUTPUT_HANDLE, hFile);
-        GetTLS()->nOutputEncoding = 2;
+        tls->nOutputEncoding = 2;
     }
     ~CaptureGuard() {
+        TLS_VARIABLES *tls = GetTLS();
         SetStdHandle(STD_OUTPUT_HANDLE, hSavedOut);
-        GetTLS()->nOutputEncoding = nSavedEncoding;
+        tls->nOutputEncoding = nSavedEncoding;
+        tls->sCommandName = sSavedName;
+        tls->bIffState = aSavedBlocks[0], tls->nIffActive = aSavedBlocks[1], tls->nIffNested = aSavedBlocks[2];
+        tls->nDoActive = aSavedBlocks[3], tls->nDoNested = aSavedBlocks[4], tls->nDoLeave = aSavedBlocks[5];
         CloseHandle(hFile);
     }
 };
