@@ -4,6 +4,7 @@
 #include "batch/batch.h"
 #include "core/args.h"
 #include "core/format.h"
+#include "batch/batch.h"
 #include "core/instance.h"
 #include "vars/func_internal.h"
 
