@@ -1,7 +1,6 @@
 // Functions of the command family: @ALIAS and @FUNCTION (stored text),
 // @EXEC and @EXECSTR (a command run inside the expansion of another), and
 // @ERRTEXT (the text of an error number).
-#include "batch/batch.h"
 #include "core/args.h"
 #include "core/format.h"
 #include "batch/batch.h"

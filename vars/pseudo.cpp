@@ -10,8 +10,9 @@
 
 namespace {
 
+// The exit code of the last program or exit-code-setting command.
 bool ErrorLevel(CString *value) {
-    *value = std::to_wstring(GetTLS()->nLastResult);
+    *value = std::to_wstring(GetTLS()->nExitCode);
     return true;
 }
 

@@ -277,7 +277,7 @@ TEST_F(Expand, CommandOutputAndUnavailableForms) {
 }
 
 TEST_F(Expand, PseudoVariables) {
-    GetTLS()->nLastResult = 7;
+    GetTLS()->nExitCode = 7;
     EXPECT_EQ(X(L"%errorlevel% %CmdExtVersion%"), L"7 2");
     Set(L"ERRORLEVEL", L"mine");
     EXPECT_EQ(X(L"%errorlevel%"), L"mine");   // the environment comes first
@@ -290,6 +290,16 @@ TEST_F(Expand, PseudoVariables) {
     EXPECT_EQ(X(L"a%+b %=x"), L"a%+b %=x");   // the pass is off by default
     aIniFile.ExpandPseudovariables = 1;
     EXPECT_EQ(X(L"a %+ b %=x %=1 `%+ `"), L"a & b ^x %=1 `%+ `");
+}
+
+TEST_F(Expand, InternalVariablesAfterTheEnvironment) {
+    TLS_VARIABLES *tls = GetTLS();
+    tls->aBatchFrames.emplace_back();
+    tls->nBatchFrame = 0;
+    EXPECT_EQ(X(L"[%_batch] [%_bdxnosuch]"), L"[1] []");
+    Set(L"_batch", L"mine");
+    EXPECT_EQ(X(L"[%_batch]"), L"[mine]");
+    Set(L"_batch", nullptr);
 }
 
 TEST_F(Expand, CommandWordFromAVariable) {
