@@ -39,10 +39,12 @@ int ParenForm(Expansion &x, Found &found, bool arithmetic) {
         found.Set(inner);
         return 0;
     }
-    CString output;
-    if (int rc = CaptureCommandOutput(inner, &output)) return rc;
-    found.Set(output);
-    found.rescan = FUNC_NO_RESCAN;   // program output is text, not more references
+    // %(command) is @EXEC[command]: the command runs, its value stands.
+    CString name = L"@EXEC";
+    int rc = VariableFunction(name, inner);
+    if (rc != 0 && rc != FUNC_NO_RESCAN) return rc > 0 ? BDError(rc, (L"%(" + inner + L")").c_str()) : rc;
+    found.Set(inner);
+    found.rescan = FUNC_NO_RESCAN;
     return 0;
 }
 

@@ -75,4 +75,3 @@ int InlineExpression(CString &text);
 int InlineCondition(CString &text);
 
 // %(command): runs the command with its output captured into *output.
-int CaptureCommandOutput(const CString &command, CString *output);

@@ -263,13 +263,15 @@ TEST_F(Expand, NestingDepthOfBrackets) {
     EXPECT_EQ(X(nested(21).c_str()), L"bdxa");   // the next line starts from 0 again
 }
 
-TEST_F(Expand, CommandOutputAndUnavailableForms) {
+TEST_F(Expand, CommandArithmeticAndConditionForms) {
     Set(L"bdxa", L"abc");
-    EXPECT_EQ(X(L"echo [%(echo %bdxa% & echo 100%%)]"), L"echo [abc 100%]");
+    // %(command) runs the command; its value is the command's result.
+    EXPECT_EQ(X(L"echo [%(set bdxb=%bdxa%)]"), L"echo [0]");
     EXPECT_EQ(rc, 0);
-    X(L"echo %((1+2))");
-    EXPECT_EQ(rc, 2);
-    X(L"echo %[[1==1]]");
+    EXPECT_EQ(GetEnvVar(L"bdxb"), L"abc");
+    EXPECT_EQ(X(L"echo %((1+2)*3)"), L"echo 9");
+    EXPECT_EQ(X(L"echo %[[1==1]]%[[abc EQ abd]]"), L"echo 10");
+    X(L"echo %((1/0))");
     EXPECT_EQ(rc, 2);
     X(L"echo %(echo x");
     EXPECT_EQ(rc, 2);

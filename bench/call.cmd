@@ -1,0 +1,11 @@
+@echo off
+rem A CALL :label loop.
+set /a k=0
+:next
+call :bump
+if %k% lss 500 goto next
+echo %k%
+goto :eof
+:bump
+set /a k+=1
+goto :eof

@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# Batch-language speed: the CMD-compatible loop scripts run by BDX.EXE and
+# by Wine's cmd.exe side by side, and the same work as a .BTM; prints the
+# times and the ratios.  Usage: bench/run.sh [repeats]
+set -euo pipefail
+ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+source "$ROOT/tools/wine-env.sh"
+REPEATS=${1:-3}
+BDX=$ROOT/build/bin/BDX.EXE
+[[ -f $BDX ]] || { echo "build first: tools/build.sh" >&2; exit 1; }
+trap wine_stop EXIT
+wine_start
+WORK=$(mktemp -d)
+cp "$ROOT"/bench/*.cmd "$ROOT"/bench/*.btm "$WORK"
+cd "$WORK"
+
+# Best wall time in milliseconds over REPEATS runs; the output of the last
+# run is kept in $LAST so that both shells can be checked to agree.
+best_ms() {
+    local best=0 start end ms
+    for ((r = 0; r < REPEATS; r++)); do
+        start=$(date +%s%N)
+        LAST=$("$@" 2>&1 | tr -d '\r')
+        end=$(date +%s%N)
+        ms=$(((end - start) / 1000000))
+        ((best == 0 || ms < best)) && best=$ms
+    done
+    echo "$best"
+}
+
+printf '%-12s %10s %10s %8s\n' script BDX cmd.exe ratio
+for script in loop.cmd strings.cmd call.cmd; do
+    bdx=$(best_ms "$WINE" "$BDX" /C "$script"); bdxOut=$LAST
+    cmd=$(best_ms "$WINE" cmd /c "$script"); cmdOut=$LAST
+    [[ $bdxOut == "$cmdOut" ]] || echo "  note: outputs differ: BDX '$bdxOut' cmd '$cmdOut'"
+    ratio=$(awk -v a="$cmd" -v b="$bdx" 'BEGIN { printf "%.1f", a / (b > 0 ? b : 1) }')
+    printf '%-12s %8d ms %8d ms %7sx\n' "$script" "$bdx" "$cmd" "$ratio"
+done
+btm=$(best_ms "$WINE" "$BDX" /C loop.btm)
+printf '%-12s %8d ms %10s   (%s)\n' loop.btm "$btm" "" "$LAST"
