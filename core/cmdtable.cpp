@@ -166,7 +166,9 @@ int Cmds_Command(CString &args) {
     int column = 0;
     for (int i = 0; i < QueryNumberOfCommands(); i++) {
         if (!aInternalCommands[i].fEnabled) continue;
-        Printf(L"%-16s", aInternalCommands[i].pszName);
+        // The last column goes unpadded, so that a full row never reaches
+        // the screen's edge (where the console would wrap by itself).
+        Printf(column + 1 == columns ? L"%s" : L"%-16s", aInternalCommands[i].pszName);
         if (++column == columns) {
             CrLf();
             PagePause();
