@@ -161,4 +161,43 @@ TEST_F(ConsoleScreen, SecondScreenBufferKeepsTheFirst) {
     CloseHandle(second);
 }
 
+TEST_F(ConsoleScreen, AnsiOptionSetsVirtualTerminalProcessing) {
+    HANDLE out = ConsoleOutputHandle();
+    DWORD mode = 0;
+    aIniFile.ANSI = 1;
+    EXPECT_EQ(ConsoleANSI(), 0);
+    ASSERT_TRUE(GetConsoleMode(out, &mode));
+    EXPECT_TRUE(mode & ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+    EXPECT_EQ(ConsoleANSI(), 0);  // nothing to change
+    aIniFile.ANSI = 0;
+    EXPECT_EQ(ConsoleANSI(), 0);
+    GetConsoleMode(out, &mode);
+    EXPECT_FALSE(mode & ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+}
+
+TEST_F(ConsoleScreen, CursorShapeFollowsTheOptions) {
+    CONSOLE_CURSOR_INFO cursor;
+    aIniFile.CursorIns = 100;
+    aIniFile.CursorOver = 15;
+    SetCursorMode(true);
+    GetConsoleCursorInfo(ConsoleOutputHandle(), &cursor);
+    EXPECT_TRUE(cursor.bVisible);
+    EXPECT_EQ(cursor.dwSize, 100u);
+    SetCursorMode(false);
+    GetConsoleCursorInfo(ConsoleOutputHandle(), &cursor);
+    EXPECT_EQ(cursor.dwSize, 15u);
+    aIniFile.CursorOver = 0;
+    SetCursorSize();
+    GetConsoleCursorInfo(ConsoleOutputHandle(), &cursor);
+    EXPECT_FALSE(cursor.bVisible);
+    // -1 leaves the cursor as it is.
+    aIniFile.CursorOver = -1;
+    aIniFile.CursorIns = 50;
+    SetCursorMode(true);
+    GetConsoleCursorInfo(ConsoleOutputHandle(), &cursor);
+    EXPECT_FALSE(cursor.bVisible);
+    aIniFile.CursorOver = 15;
+    SetCursorMode(false);
+}
+
 }  // namespace
