@@ -230,8 +230,10 @@ int ReadBoxOptions(const wchar_t *p, Box *box) {
         if (!GetNthArgument(p, 0, &word, &start)) return 0;
         const wchar_t *behind = p + start + word.GetLength();
         if (word.EqualsNoCase(L"FILL")) {
+            CString colour = behind;
+            colour.Trim();
             behind = ParseColor(behind, &box->fill);
-            if (box->fill < 0) return BDError(ERROR_BD_INVALID_COLOR, p + start);
+            if (box->fill < 0) return BDError(ERROR_BD_INVALID_COLOR, colour.empty() ? word.c_str() : colour.c_str());
         } else if (word.GetLength() >= 4 && CString(L"SHADOW").StartsWithNoCase(word.c_str())) {
             box->shadow = true;
         } else if (word.EqualsNoCase(L"ZOOM")) {

@@ -7,7 +7,9 @@
 #include "core/bdx.h"
 #include "core/cmdtable.h"
 #include "core/format.h"
+#include "core/launch.h"
 #include "core/instance.h"
+#include "batch/batch.h"
 
 // Counters shared by every process that loads the library.
 static volatile LONG nHostInstances __attribute__((section(".shared"), shared)) = 0;
@@ -166,6 +168,7 @@ BD_EXPORT int InitializeDLL(wchar_t *iniFile) {
             DefineStrings();
         }
         ResetParsingFlags();
+        SetExecutableFiles();
         DisableInternalCommand(L"DDEEXEC");
         return 0;
     } catch (...) {
