@@ -4,6 +4,7 @@
 #include "console/output.h"
 #include <cstdarg>
 #include "console/screen.h"
+#include "core/error.h"
 #include "core/format.h"
 
 namespace {
@@ -78,6 +79,15 @@ int WriteEncoded(HANDLE h, const wchar_t *text, int length) {
     return written;
 }
 
+// With LogAll on, what the shell shows on the console also goes to the
+// log: LogAllName, or BDXALL.LOG beside the program.
+void LogConsoleText(HANDLE h, const wchar_t *text, int length) {
+    if (!aIniFile.LogAll || (h != StdOut() && h != StdErr())) return;
+    CString name = aIniFile.LogAllName && *aIniFile.LogAllName ? CString(aIniFile.LogAllName)
+                                                               : aGlobals.sExecutablePath + L"BDXALL.LOG";
+    AppendLogEntry(name, CString(text, length));
+}
+
 int WriteConsoleChunks(HANDLE h, const wchar_t *text, int length) {
     int written = 0;
     for (int at = 0; at < length;) {
@@ -94,9 +104,10 @@ int WriteConsoleChunks(HANDLE h, const wchar_t *text, int length) {
 // standard error, plainly everywhere else.
 void WriteText(HANDLE handle, const CString &text) {
     int colour = (int)aIniFile.ErrorColors;
-    if (colour && handle == StdErr() && QueryIsConsole(handle))
+    if (colour && handle == StdErr() && QueryIsConsole(handle)) {
+        LogConsoleText(handle, text.c_str(), text.GetLength());
         ColorWriteAtCursor(colour, text.c_str(), text.GetLength());
-    else
+    } else
         wwriteXP(handle, text.c_str(), text.GetLength());
 }
 
@@ -106,7 +117,10 @@ int wwriteXP(HANDLE handle, const wchar_t *text, int length) {
     if (!text) return 0;
     if (length < 0) length = (int)wcslen(text);
     if (!length || BreakIsPending()) return 0;
-    if (QueryIsConsole(handle)) return WriteConsoleChunks(handle, text, length);
+    if (QueryIsConsole(handle)) {
+        LogConsoleText(handle, text, length);
+        return WriteConsoleChunks(handle, text, length);
+    }
     return WriteEncoded(handle, text, length);
 }
 
@@ -146,8 +160,12 @@ int ColorPrintf(int attribute, const wchar_t *format, ...) {
     CString text;
     FormatV(text, format, args);
     va_end(args);
-    if (attribute != -1 && QueryIsConsole(StdOut())) ColorWriteAtCursor(attribute, text.c_str(), text.GetLength());
-    else wwriteXP(StdOut(), text.c_str(), text.GetLength());
+    if (attribute != -1 && QueryIsConsole(StdOut())) {
+        LogConsoleText(StdOut(), text.c_str(), text.GetLength());
+        ColorWriteAtCursor(attribute, text.c_str(), text.GetLength());
+    } else {
+        wwriteXP(StdOut(), text.c_str(), text.GetLength());
+    }
     return text.GetLength();
 }
 

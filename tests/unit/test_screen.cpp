@@ -2,6 +2,7 @@
 // unit tests) these tests are skipped; tests/interactive/check_console.py
 // runs them again inside a terminal, where Wine gives the program a console.
 #include <gtest/gtest.h>
+#include <string>
 #include <vector>
 #include "console/output.h"
 #include "console/screen.h"
@@ -146,6 +147,31 @@ TEST_F(ConsoleScreen, ErrorColorsColourStandardErrorOnTheConsole) {
     GetCursorPosition(&row, &col);
     EXPECT_EQ(row, 7);
     EXPECT_EQ(col, 0);
+}
+
+TEST_F(ConsoleScreen, LogAllKeepsWhatTheConsoleShows) {
+    if (!QueryIsConsole(StdErr())) GTEST_SKIP() << "standard error is redirected";
+    wchar_t dir[MAX_PATH], name[MAX_PATH];
+    GetTempPathW(MAX_PATH, dir);
+    GetTempFileNameW(dir, L"bdl", 0, name);
+    aIniFile.LogAll = 1;
+    aIniFile.LogAllName = name;
+    Qprintf(StdErr(), L"logged %d\r\n", 7);
+    aIniFile.ErrorColors = 0x4E;  // through the cell layer as well
+    Qprintf(StdErr(), L"coloured\r\n");
+    aIniFile.LogAll = 0;
+    Qprintf(StdErr(), L"not logged\r\n");
+    aIniFile.LogAllName = nullptr;
+    HANDLE h = CreateFileW(name, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
+    std::string bytes(4096, '\0');
+    DWORD got = 0;
+    ReadFile(h, bytes.data(), (DWORD)bytes.size(), &got, nullptr);
+    CloseHandle(h);
+    DeleteFileW(name);
+    bytes.resize(got);
+    EXPECT_NE(bytes.find("logged 7"), std::string::npos) << bytes;
+    EXPECT_NE(bytes.find("coloured"), std::string::npos) << bytes;
+    EXPECT_EQ(bytes.find("not logged"), std::string::npos) << bytes;
 }
 
 TEST_F(ConsoleScreen, SecondScreenBufferKeepsTheFirst) {
