@@ -204,24 +204,18 @@ TEST_F(ConsoleScreen, AnsiOptionSetsVirtualTerminalProcessing) {
 TEST_F(ConsoleScreen, CursorShapeFollowsTheOptions) {
     CONSOLE_CURSOR_INFO cursor;
     aIniFile.CursorIns = 100;
-    aIniFile.CursorOver = 15;
-    SetCursorMode(true);
-    GetConsoleCursorInfo(ConsoleOutputHandle(), &cursor);
-    EXPECT_TRUE(cursor.bVisible);
-    EXPECT_EQ(cursor.dwSize, 100u);
-    SetCursorMode(false);
-    GetConsoleCursorInfo(ConsoleOutputHandle(), &cursor);
-    EXPECT_EQ(cursor.dwSize, 15u);
     aIniFile.CursorOver = 0;
-    SetCursorSize();
+    SetCursorMode(true);
+    GetConsoleCursorInfo(ConsoleOutputHandle(), &cursor);
+    EXPECT_TRUE(cursor.bVisible && cursor.dwSize == 100);
+    SetCursorMode(false);  // size 0 hides it
     GetConsoleCursorInfo(ConsoleOutputHandle(), &cursor);
     EXPECT_FALSE(cursor.bVisible);
-    // -1 leaves the cursor as it is.
-    aIniFile.CursorOver = -1;
-    aIniFile.CursorIns = 50;
+    aIniFile.CursorIns = -1;  // -1 leaves the cursor as it is
     SetCursorMode(true);
     GetConsoleCursorInfo(ConsoleOutputHandle(), &cursor);
     EXPECT_FALSE(cursor.bVisible);
+    aIniFile.CursorIns = 100;
     aIniFile.CursorOver = 15;
     SetCursorMode(false);
 }
