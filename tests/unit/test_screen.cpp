@@ -6,6 +6,7 @@
 #include <vector>
 #include "console/output.h"
 #include "console/screen.h"
+#include "core/cmdtable.h"
 #include "core/format.h"
 
 namespace {
@@ -147,6 +148,20 @@ TEST_F(ConsoleScreen, ErrorColorsColourStandardErrorOnTheConsole) {
     GetCursorPosition(&row, &col);
     EXPECT_EQ(row, 7);
     EXPECT_EQ(col, 0);
+}
+
+TEST_F(ConsoleScreen, EchoWritesInStdColors) {
+    HANDLE saved = GetStdHandle(STD_OUTPUT_HANDLE);
+    SetStdHandle(STD_OUTPUT_HANDLE, ConsoleOutputHandle());
+    aIniFile.StdColors = 0x1E;
+    SetCursorPosition(4, 0);
+    CString args = L" one";
+    Echo_Command(args);
+    args = L" two";
+    Echos_Command(args);
+    SetStdHandle(STD_OUTPUT_HANDLE, saved);
+    EXPECT_EQ(Text(4, 0, 4) + Text(5, 0, 4), CString(L"one two "));
+    EXPECT_EQ(Attributes(5, 0, 4), (std::vector<int>{0x1E, 0x1E, 0x1E, 0x07}));
 }
 
 TEST_F(ConsoleScreen, LogAllKeepsWhatTheConsoleShows) {
