@@ -104,11 +104,12 @@ int WriteConsoleChunks(HANDLE h, const wchar_t *text, int length) {
 // standard error, plainly everywhere else.
 void WriteText(HANDLE handle, const CString &text) {
     int colour = (int)aIniFile.ErrorColors;
-    if (colour && handle == StdErr() && QueryIsConsole(handle)) {
+    if (colour && handle == StdErr() && QueryIsConsole(handle) && ConsoleOutputHandle()) {
         LogConsoleText(handle, text.c_str(), text.GetLength());
         ColorWriteAtCursor(colour, text.c_str(), text.GetLength());
-    } else
+    } else {
         wwriteXP(handle, text.c_str(), text.GetLength());
+    }
 }
 
 }  // namespace
@@ -160,7 +161,7 @@ int ColorPrintf(int attribute, const wchar_t *format, ...) {
     CString text;
     FormatV(text, format, args);
     va_end(args);
-    if (attribute != -1 && QueryIsConsole(StdOut())) {
+    if (attribute != -1 && QueryIsConsole(StdOut()) && ConsoleOutputHandle()) {
         LogConsoleText(StdOut(), text.c_str(), text.GetLength());
         ColorWriteAtCursor(attribute, text.c_str(), text.GetLength());
     } else {
