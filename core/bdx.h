@@ -45,6 +45,7 @@ enum : int {
     // Codes of this program with no fixed number elsewhere.
     ERROR_BD_NOT_AVAILABLE = 0x200000F0,
     ERROR_BD_EXPECTED_NUMBER = 0x200000F1,
+    ERROR_BD_FUNC_NOT_AVAILABLE = 0x200000F2,
     ERROR_BD_INVALID_COLOR = 0x20000110,
     ERROR_BD_NOT_CONSOLE = 0x20000111,
 };
@@ -139,6 +140,7 @@ BD_EXPORT TLS_VARIABLES *GetTLSVariables();
 struct GLOBAL_VARIABLES {
     unsigned nConsoleEvent;     // the console control event being handled
     int fNoEcho;                // no echo at all
+    int fCmdCompatible;         // == compares with case, as EQC
     int fCompatibility;         // plug-ins, back-quotes and trailing blanks off
     int fNoConsole;
     int fNotInteractive;
@@ -204,6 +206,9 @@ void EatKeystrokes();
 
 // Errors and interrupts.
 BD_EXPORT int BDError(int code, const wchar_t *argument);
+// The full text that BDError prints for a code and its argument (null for
+// none), ending in a line break.
+CString ErrorMessage(int code, const wchar_t *argument);
 BD_EXPORT void HoldSignals();
 BD_EXPORT void EnableSignals();
 BD_EXPORT void ResetBreakHandling();

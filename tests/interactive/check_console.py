@@ -29,7 +29,6 @@ import tempfile
 import time
 
 ROWS, COLS = 25, 80
-SOCKET = f"bdx-console-{os.getpid()}"
 # Console colour number -> SGR foreground code (the ANSI order differs).
 CONSOLE_TO_SGR = [30, 34, 32, 36, 31, 35, 33, 37]
 SGR = re.compile(r"\x1b\[([0-9;:]*)m")
@@ -44,13 +43,17 @@ def sgr_bg(colour):
 
 
 class Pane:
+    panes = 0
+
     def __init__(self, command, cwd, env):
-        self.cwd = cwd
-        subprocess.run(["tmux", "-L", SOCKET, "-f", "/dev/null", "new-session", "-d", "-s", "t",
+        # A tmux server of its own for each pane.
+        Pane.panes += 1
+        self.socket = f"bdx-console-{os.getpid()}-{Pane.panes}"
+        subprocess.run(["tmux", "-L", self.socket, "-f", "/dev/null", "new-session", "-d", "-s", "t",
                         "-x", str(COLS), "-y", str(ROWS), command], cwd=cwd, env=env, check=True)
 
     def tmux(self, *args):
-        return subprocess.run(["tmux", "-L", SOCKET] + list(args), capture_output=True, text=True,
+        return subprocess.run(["tmux", "-L", self.socket] + list(args), capture_output=True, text=True,
                               errors="replace").stdout
 
     def type(self, text):
@@ -222,6 +225,27 @@ def check_commands(args, env, work):
     print("commands: ok")
 
 
+def check_option_colours(args, env, work):
+    """StdColors colours ECHO, ErrorColors the error messages."""
+    ini = os.path.join(work, "empty.ini")
+    open(ini, "w").close()
+    exe = os.path.join(args.bin, "BDX.EXE")
+    pane = Pane(f"{args.wine} '{exe}' @{ini} //StdColors=30 //ErrorColors=12", work, dict(env, PROMPT="BDX$g "))
+    shell = Shell(pane)
+    try:
+        pane.wait_for(lambda t: "BDX>" in t, "the prompt", timeout=40)
+        shell.run("cls")
+        shell.run("echo tinted & scrput 1")
+        grid = pane.grid()
+        rows = {"".join(c for c, _, _ in row).strip(): row for row in grid}
+        tinted, error = rows.get("tinted"), rows.get('Invalid parameter. "1"')
+        expect(tinted and all(c[1:] == (sgr_fg(14), sgr_bg(1)) for c in tinted[:6]), "ECHO not in StdColors", pane)
+        expect(error and all(c[1] == sgr_fg(12) for c in error[:7]), "error not in ErrorColors", pane)
+    finally:
+        pane.close()
+    print("option colours: ok")
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--bin", required=True)
@@ -236,6 +260,7 @@ def main():
     try:
         check_unit_tests(args, env, work)
         check_commands(args, env, work)
+        check_option_colours(args, env, work)
     except AssertionError as e:
         print(f"FAILED: {e}")
         return 1
