@@ -49,6 +49,8 @@ enum : int {
     ERROR_BD_NOT_AVAILABLE = 0x200000F0,
     ERROR_BD_EXPECTED_NUMBER = 0x200000F1,
     ERROR_BD_FUNC_NOT_AVAILABLE = 0x200000F2,
+    ERROR_BD_INVALID_COLOR = 0x20000110,
+    ERROR_BD_NOT_CONSOLE = 0x20000111,
 };
 constexpr int BD_STRING_BIAS = 0x1FFFF448;
 
@@ -56,6 +58,7 @@ constexpr int BD_STRING_BIAS = 0x1FFFF448;
 enum : int {
     IDS_YES_LETTERS = 3390, IDS_NO_LETTERS = 3391, IDS_ALL_LETTERS = 3393,
     IDS_QUERY_KEYS = 3394, IDS_MORE_PROMPT = 3542,
+    IDS_PAGE_PAUSE = 3328,
     IDS_ECHO_IS = 3545, IDS_ON = 3546, IDS_OFF = 3547,
     IDS_USAGE_FIRST = 8102,
 };
@@ -96,6 +99,9 @@ struct TLS_VARIABLES {
     int fBreakHandled = 0;
     int nOutputEncoding = 0;    // 0 default, 1 ANSI, 2 UTF-8, 3 UTF-16
     int nDefaultOutputEncoding = 0;
+    int nPageLength = 0;        // lines a page; 0 off, -1 after the user chose "all"
+    int nPageTimeout = 0;       // seconds a page pause waits; 0 for ever
+    int nPageLines = 0;         // lines printed since the last pause
     int nExitCode = 0;
     int nLastResult = 0;
     int nLastResultCopy = 0;

@@ -146,7 +146,13 @@ static int ScreenColumns() {
     return 80;
 }
 
-int Cmds_Command(CString &) {
+// ? [/P[n]]: the enabled commands in columns; /P pauses at each page, n
+// seconds at most.
+int Cmds_Command(CString &args) {
+    CString seconds;
+    bool paged = GetMultiCharSwitch(args, L"P", &seconds, 0, L"0123456789", 0, 0) != 0;
+    if (GetSwitches(args, L"", nullptr, 0, nullptr)) return 2;
+    StartPaging(paged, seconds.empty() ? 0 : _wtoi(seconds.c_str()));
     int width = ScreenColumns();
     int columns = width / 16;
     if (columns < 1) columns = 1;
@@ -158,6 +164,7 @@ int Cmds_Command(CString &) {
         Printf(L"%-16s", aInternalCommands[i].pszName);
         if (++column == columns) {
             if (!wraps) CrLf();
+            PagePause();
             column = 0;
         }
     }

@@ -58,7 +58,10 @@ void SkipFilteredCommand(CString &line) {
 bool ConditionalPrompt(CString &line) {
     CString rest = line.Mid(1);
     rest.TrimLeft();
-    if (rest.empty() || rest[0] == L'>' || rest[0] == L'|' || rest[0] == CommandSepChar()) return true;
+    // "? /P" is the ? command with its paging switch, not a question.
+    if (rest.empty() || rest[0] == L'>' || rest[0] == L'|' || rest[0] == CommandSepChar() ||
+        rest[0] == SwitchCharValue())
+        return true;
     CString prompt;
     if (rest[0] == L'"') {
         GetNthArgument(rest.c_str(), 0, &prompt);

@@ -31,9 +31,15 @@ CString EchoText(const CString &args) {
     return args;
 }
 
+// ECHO and ECHOS print in StdColors when that is set (on a console).
+void EchoPrint(HANDLE out, const CString &text) {
+    if (out == StdOut() && aIniFile.StdColors) ColorPrintf((int)aIniFile.StdColors, L"%s", text.c_str());
+    else Qprintf(out, L"%s", text.c_str());
+}
+
 int EchoLine(HANDLE out, CString &args) {
     if (args.find_first_not_of(L" \t") == CString::npos) {
-        Qprintf(out, L"%s\r\n", FormatEchoState(EchoState()).c_str());
+        EchoPrint(out, FormatEchoState(EchoState()) + L"\r\n");
         return 0;
     }
     CString text = EchoText(args);
@@ -45,12 +51,12 @@ int EchoLine(HANDLE out, CString &args) {
             return 0;
         }
     }
-    Qprintf(out, L"%s\r\n", text.c_str());
+    EchoPrint(out, text + L"\r\n");
     return 0;
 }
 
 int EchoNoNewline(HANDLE out, CString &args) {
-    Qprintf(out, L"%s", EchoText(args).c_str());
+    EchoPrint(out, EchoText(args));
     return 0;
 }
 

@@ -3,6 +3,7 @@
 #include <objbase.h>
 #include <cwchar>
 #include "console/output.h"
+#include "console/screen.h"
 #include "core/args.h"
 #include "core/bdx.h"
 #include "core/cmdtable.h"
@@ -184,6 +185,7 @@ BD_EXPORT int InitializeDLL(wchar_t *iniFile) {
         aGlobals.fCMDExtensions = aIniFile.CMDExtensions;
         ResetParsingFlags();
         SetExecutableFiles();
+        ConsoleANSI();
         DisableInternalCommand(L"DDEEXEC");
         return 0;
     } catch (...) {

@@ -1,4 +1,4 @@
-// Small system commands: VER, CLS, TITLE and BEEP.
+// Small system commands: VER, TITLE and BEEP.
 #include "console/output.h"
 #include "core/args.h"
 #include "core/bdx.h"
@@ -14,23 +14,6 @@ int Ver_Command(CString &args) {
            aGlobals.nWinVersion % 100, aGlobals.nWinBuild);
     if (mask & 1)
         Printf(L"Brindle.dll %u.%02u.%d, built %hs\r\n", BDX_VERSION_MAJOR, BDX_VERSION_MINOR, BDX_BUILD, __DATE__);
-    return 0;
-}
-
-// Clear the visible window and home the cursor; on a file or pipe, a form
-// feed stands for the new page.
-int Cls_Command(CString &) {
-    HANDLE out = StdOut();
-    CONSOLE_SCREEN_BUFFER_INFO info;
-    if (!GetConsoleScreenBufferInfo(out, &info)) {
-        QPutc(out, L'\f');
-        return 0;
-    }
-    DWORD cells = (DWORD)info.dwSize.X * info.dwSize.Y, done;
-    COORD home{0, 0};
-    FillConsoleOutputCharacterW(out, L' ', cells, home, &done);
-    FillConsoleOutputAttribute(out, info.wAttributes, cells, home, &done);
-    SetConsoleCursorPosition(out, home);
     return 0;
 }
 
