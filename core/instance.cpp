@@ -8,6 +8,7 @@
 #include "core/cmdtable.h"
 #include "core/format.h"
 #include "core/instance.h"
+#include "vars/lists.h"
 
 // Counters shared by every process that loads the library.
 static volatile LONG nHostInstances __attribute__((section(".shared"), shared)) = 0;
@@ -166,6 +167,7 @@ BD_EXPORT int InitializeDLL(wchar_t *iniFile) {
             DefineStrings();
         }
         ResetParsingFlags();
+        InitializeLocalGlobalLists();
         DisableInternalCommand(L"DDEEXEC");
         return 0;
     } catch (...) {

@@ -2,6 +2,4 @@
 // fixed steps; the expansion engines hook in here.
 #include "core/bdx.h"
 
-int ExpandAliases(CString &) { return 0; }
-
 int VariableExpansion(CString &, int) { return 0; }
