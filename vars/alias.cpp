@@ -110,7 +110,7 @@ constexpr int kAllArguments = 0xFFF;
 
 // Devices are never directory aliases.
 bool QueryIsDeviceName(CString name) {
-    name.TrimRight(L":");
+    name.Truncate(name.find(L':'));
     static const wchar_t *const devices[] = {L"CON", L"PRN", L"AUX", L"NUL", L"CLIP", L"CONIN$", L"CONOUT$"};
     for (const wchar_t *device : devices)
         if (name.EqualsNoCase(device)) return true;

@@ -283,7 +283,8 @@ int RegistryEnvironment(unsigned flags, CString &text) {
     else if (flags & REG_ACTION_EDIT) rc = EditKeyValue(key, name);
     else if (flags & REG_ACTION_DELETE) {
         int r = RegDeleteValueW(key, name.c_str());
-        rc = r ? BDError(r, name.c_str()) : (Broadcast(1000), 0);
+        if (r == ERROR_FILE_NOT_FOUND) rc = (flags & REG_QUIET) ? 2 : BDError(ERROR_BD_NOT_IN_ENVIRONMENT, name.c_str());
+        else rc = r ? BDError(r, name.c_str()) : (Broadcast(1000), 0);
     } else if (flags & REG_ACTION_LOAD) {
         LoadKey(key, flags);
     }

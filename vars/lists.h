@@ -115,6 +115,7 @@ enum : unsigned {
     REG_ENV_KEYS = 0xF00,
     REG_ACTION_LIST = 0x20000, REG_ACTION_LOAD = 0x40000, REG_ACTION_SET = 0x80000,
     REG_ACTION_EDIT = 0x100000, REG_ACTION_DELETE = 0x200000, REG_JOIN_PATH = 0x8000000,
+    REG_QUIET = 0x10000000,     // a missing value gives 2 without a message
 };
 int RegistryEnvironment(unsigned flags, CString &text);
 // The environment reload after a settings broadcast (SettingChange).
@@ -128,6 +129,11 @@ bool MatchNamePattern(const wchar_t *pattern, const wchar_t *name);
 // the environment).  kind is LIST_ALIASES, LIST_FUNCTIONS or -1.
 enum : unsigned { LF_REPLACE = 0x4000, LF_ONLY_NEW = 0x2000, LF_NAMES_ONLY = 1 };
 int ReadListFiles(CString &names, wchar_t **list, int kind, unsigned flags, unsigned regFlags);
+
+// SET /A: the assignments of args, each expression given to evaluate
+// (which replaces it with its value).  EvaluateForSet is SET's evaluator.
+int SetArithmetic(CString &args, unsigned flags, int (*evaluate)(CString &));
+int EvaluateForSet(CString &expression);
 
 // UNSET, UNALIAS and UNFUNCTION: which is -1 (environment) or a kind.
 int __Unset(CString &args, int which);

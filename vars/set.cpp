@@ -340,7 +340,8 @@ bool RemoveName(const CString &name, int which, const std::vector<wchar_t **> &l
         if (QueryIsReadOnly(name.c_str())) return true;
         if (flags & kRegistryKeys) {
             CString text = name;
-            *rc = RegistryEnvironment((flags & kRegistryKeys) | REG_ACTION_DELETE, text);
+            unsigned quiet = (flags & UNSET_Q) ? (unsigned)REG_QUIET : 0u;
+            if (int r = RegistryEnvironment((flags & kRegistryKeys) | REG_ACTION_DELETE | quiet, text)) *rc = r;
             if (!(flags & UNSET_E)) return true;
         }
         if (!QueryEnvVar(name.c_str(), nullptr)) return (flags & kRegistryKeys) != 0;
