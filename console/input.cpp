@@ -3,6 +3,7 @@
 #include <cwchar>
 #include "console/output.h"
 #include "core/bdx.h"
+#include "core/error.h"
 #include "core/format.h"
 
 namespace {
@@ -70,20 +71,50 @@ int ReadFileLine(HANDLE h, CString &line, bool wide, bool utf8, int maxChars) {
     return (int)consumed;
 }
 
+// Wait, alertably, until the console holds a key press.  A Ctrl+C comes as
+// an asynchronous procedure that ends the wait, so an interrupt at an idle
+// prompt is seen at once; ReadConsoleW itself is no alertable wait.  Events
+// that ReadConsoleW passes over (key releases, focus, mouse, size) are
+// dropped here: a read that found only those would block until Enter.
+void WaitForKeyPress(HANDLE in) {
+    for (;;) {
+        CheckBreak();
+        DWORD wait = WaitForSingleObjectEx(in, INFINITE, TRUE);
+        if (wait == WAIT_IO_COMPLETION) continue;
+        if (wait != WAIT_OBJECT_0) return;
+        INPUT_RECORD record;
+        DWORD n = 0;
+        if (!PeekConsoleInputW(in, &record, 1, &n) || !n) return;
+        if (record.EventType == KEY_EVENT && record.Event.KeyEvent.bKeyDown) return;
+        ReadConsoleInputW(in, &record, 1, &n);
+    }
+}
+
 }  // namespace
 
 int egets(CString &line, int maxChars, int, const wchar_t *) {
     HANDLE in = StdIn();
-    CString text;
+    CString text, chunk(256, L'\0');
     int consumed = 0;
     for (;;) {
-        wchar_t buffer[256];
+        // The rest of a long line waits in the console's own line buffer.
+        if (text.empty()) WaitForKeyPress(in);
         DWORD got = 0;
-        if (!ReadConsoleW(in, buffer, 256, &got, nullptr) || !got) break;
+        SetLastError(0);
+        BOOL ok = ReadConsoleW(in, chunk.data(), (DWORD)chunk.size(), &got, nullptr);
+        if (ok && !got && GetLastError() == ERROR_OPERATION_ABORTED) {
+            // Ctrl+C ended the read; its procedure is on its way from the
+            // handler thread.
+            SleepEx(100, TRUE);
+            continue;
+        }
+        if (!ok || !got) break;
         consumed += (int)got;
-        text.append(buffer, got);
+        text.append(chunk.c_str(), got);
         if (text.back() == L'\n') break;
     }
+    // A Ctrl+C typed while the line was read ends the line unseen.
+    SleepEx(0, TRUE);
     CheckBreak();
     text.TrimRight(L"\r\n");
     if (text.size() == 1 && text[0] == 0x1A) return 0;
@@ -92,13 +123,51 @@ int egets(CString &line, int maxChars, int, const wchar_t *) {
     return consumed;
 }
 
+namespace {
+
+// A line of the current frame's in-memory image.  0x1A ends the text
+// without being consumed; CR (with a following LF) or LF ends a line.
+int ReadImageLine(BATCHFRAME *f, CString &line, bool wide, bool utf8, int maxChars) {
+    const std::string &image = f->sBtmImage;
+    size_t unit = wide ? 2 : 1, at = (size_t)f->lOffset, end = at;
+    auto charAt = [&](size_t k) -> wchar_t {
+        if (k + unit > image.size()) return 0x1A;
+        return wide ? (wchar_t)((unsigned char)image[k] | ((unsigned char)image[k + 1] << 8)) : (unsigned char)image[k];
+    };
+    size_t consumed = 0;
+    int count = 0;
+    for (; charAt(end) != 0x1A && count < maxChars; end += unit, count++) {
+        wchar_t c = charAt(end);
+        if (c == L'\n') {
+            consumed = unit;
+            break;
+        }
+        if (c == L'\r') {
+            consumed = charAt(end + unit) == L'\n' ? 2 * unit : unit;
+            break;
+        }
+    }
+    if (wide) line.append((const wchar_t *)(image.data() + at), (end - at) / 2);
+    else line += FromCodePage(image.data() + at, (int)(end - at), utf8 ? CP_UTF8 : GetACP());
+    size_t total = end - at + consumed;
+    f->lOffset += (long long)total;
+    return (int)(total / unit);
+}
+
+}  // namespace
+
 int GetNextLine(HANDLE handle, CString &line, int flags, const wchar_t *prompt, int maxChars) {
     if (!(flags & 8)) line.clear();
     if (handle == StdIn() && QueryIsConsole(handle)) return egets(line, maxChars, flags & 0xFF, prompt);
     bool wide = (flags & 0x10000) || (handle && handle == GetTLS()->hUnicodeInput);
+    bool utf8 = (flags & 0x20000) != 0;
+    BATCHFRAME *frame = CurrentFrame();
+    if (handle == BTM_IN_MEMORY) return frame ? ReadImageLine(frame, line, wide, utf8, maxChars) : 0;
     if (!(flags & 0x8000) && GetFileType(handle) == FILE_TYPE_PIPE)
         return ReadPipeLine(handle, line, wide || GetTLS()->nOutputEncoding == 3, maxChars);
-    return ReadFileLine(handle, line, wide, (flags & 0x20000) != 0, maxChars);
+    int consumed = ReadFileLine(handle, line, wide, utf8, maxChars);
+    if (frame && handle == frame->hFile) frame->lOffset += consumed;
+    return wide ? consumed / 2 : consumed;
 }
 
 // Ask for one key out of allowed (case ignored); returns it in upper case.
@@ -106,12 +175,15 @@ int QueryInputChar(const wchar_t *prompt, const wchar_t *allowed) {
     if (prompt && *prompt) QPuts(prompt);
     HANDLE in = StdIn();
     for (;;) {
+        CheckBreak();
+        DWORD wait = WaitForSingleObjectEx(in, INFINITE, TRUE);
+        if (wait == WAIT_IO_COMPLETION) continue;
         INPUT_RECORD record;
         DWORD got = 0;
-        if (!ReadConsoleInputW(in, &record, 1, &got) || !got) return 0;
-        CheckBreak();
+        if (wait != WAIT_OBJECT_0 || !ReadConsoleInputW(in, &record, 1, &got) || !got) return 0;
         if (record.EventType != KEY_EVENT || !record.Event.KeyEvent.bKeyDown) continue;
         wchar_t c = ToUpperChar(record.Event.KeyEvent.uChar.UnicodeChar);
+        if (c == 3) BreakHandler(1);  // Ctrl+C read as a key (processed input off)
         if (!c) continue;
         if (!allowed || !*allowed || wcschr(CString(allowed).c_str(), c) ||
             wcschr(CString(allowed).c_str(), ToLowerChar(c))) {
@@ -120,6 +192,12 @@ int QueryInputChar(const wchar_t *prompt, const wchar_t *allowed) {
         }
         honk();
     }
+}
+
+// Drop everything typed ahead on the console.
+void EatKeystrokes() {
+    HANDLE in = aGlobals.hConIn && aGlobals.hConIn != INVALID_HANDLE_VALUE ? aGlobals.hConIn : StdIn();
+    FlushConsoleInputBuffer(in);
 }
 
 namespace {

@@ -5,6 +5,8 @@
 #define WIN32_LEAN_AND_MEAN
 #endif
 #include <windows.h>
+#include <deque>
+#include <string>
 #include <vector>
 #include "core/cstring.h"
 #include "config/ini.h"
@@ -41,8 +43,8 @@ enum : int {
     ERROR_BD_UNKNOWN_OPTION = 0x20000046,
     ERROR_BD_TOO_MANY_COMMANDS = 0x20000055,
     // Codes of this program with no fixed number elsewhere.
-    ERROR_BD_NOT_AVAILABLE = 0x20000100,
-    ERROR_BD_EXPECTED_NUMBER = 0x20000101,
+    ERROR_BD_NOT_AVAILABLE = 0x200000F0,
+    ERROR_BD_EXPECTED_NUMBER = 0x200000F1,
 };
 constexpr int BD_STRING_BIAS = 0x1FFFF448;
 
@@ -54,23 +56,34 @@ enum : int {
     IDS_USAGE_FIRST = 8102,
 };
 
-// One running batch file (filled in by the batch subsystem).
+// One running batch file or library function.  Text is owned by the frame.
 struct BATCHFRAME {
-    CString sBatchName;
-    CString sArgs;
-    std::vector<CString> Argv;
+    CString sBatchName;              // full path of the file; a library function's name
+    CString sArgs;                   // the invocation's arguments as typed
+    std::vector<CString> Argv;       // Argv[0] the command's name, then the arguments
     HANDLE hFile = INVALID_HANDLE_VALUE;
-    int nArgShift = 0;
-    long long lOffset = 0;
-    int nLineNumber = 0;
-    int nEcho = 0;
+    int nArgShift = 0;               // how far SHIFT has moved %1
+    long long lOffset = 0;           // byte offset of the next line; negative: finished
+    int nLineNumber = 0;             // lines read so far
+    int nGosubDepth = 0;
+    CString sGosubArgs;
+    int nGosubVarLevel = 0;
+    int nEcho = 0;                   // bit 0 echo on; bit 1 forced on by BatchEcho
+    int nRunToLine = 0;
+    CString sOnBreak, sOnClose, sOnLogoff, sOnShutdown, sOnLButton, sOnMButton, sOnRButton,
+        sOnDblClick, sOnError, sOnErrorMsg, sOnErrorLevel, sOnCondition, sOnResume, sOnSuspend;
+    UINT nSavedErrorMode = 0;
+    CString sSavedTitle;
+    std::string sBtmImage;           // the file's bytes when it runs from memory
     unsigned fFlags = 0;
-    int nFrameExit = 0;
-    CString sOnError, sOnErrorMsg, sOnErrorLevel, sOnBreak;
+    int nFrameExit = 0;              // the value QUIT, CANCEL or EXIT left for the caller
+    int nGosubResult = 0;
+    int nSetlocalDepth = 0;
+    CString sDefer;                  // DEFER commands, joined by line feeds
 };
 // hFile of a frame whose file is held in memory.
 #define BTM_IN_MEMORY ((HANDLE)(intptr_t)32767)
-enum : unsigned { BF_HOSTED = 1, BF_UTF16 = 8, BF_UTF8 = 16, BF_LIBRARY = 32, BF_CHAINED = 0x100 };
+enum : unsigned { BF_HOSTED = 1, BF_PACKED = 2, BF_ENCIPHERED = 4, BF_UTF16 = 8, BF_UTF8 = 16, BF_LIBRARY = 32, BF_CHAINED = 0x100 };
 
 // Per-thread execution state.  Every thread starts from these initial
 // values; nothing runs at thread attach.
@@ -102,7 +115,7 @@ struct TLS_VARIABLES {
     CString sPipeBatchName;
     unsigned fNewBatchFlags = 0;
     int nBatchFrame = -1;
-    std::vector<BATCHFRAME> aBatchFrames;
+    std::deque<BATCHFRAME> aBatchFrames;    // a deque keeps frame pointers valid across pushes
     int nUnknownCmdDepth = 0, nExtensionDepth = 0;
     int fDebugRunFree = 0;
     int fSuppressTitle = 0;
@@ -181,6 +194,7 @@ int GetNextLine(HANDLE handle, CString &line, int flags, const wchar_t *prompt, 
 BD_EXPORT int ShowPrompt(const wchar_t *variableName);
 int egets(CString &line, int maxChars, int flags, const wchar_t *prompt);
 int QueryInputChar(const wchar_t *prompt, const wchar_t *allowed);
+void EatKeystrokes();
 
 // Errors and interrupts.
 BD_EXPORT int BDError(int code, const wchar_t *argument);

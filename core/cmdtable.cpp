@@ -5,6 +5,7 @@
 #include "console/output.h"
 #include "core/args.h"
 #include "core/format.h"
+#include "core/launch.h"
 
 BUILTIN aInternalCommands[] = {
 #define BD_COMMAND(name, handler, flags, hint) {name, handler, flags, 1, hint},
@@ -41,19 +42,10 @@ static_assert(TableIsSorted(), "the command table must be sorted by name, withou
 
 constexpr int kMaxName = 15;
 
-// Extensions that make a name a program rather than a command.
+// Does the name carry an extension that makes it a program?
 bool HasExecutableExtension(const CString &text) {
     size_t dot = text.find_last_of(L".\\/:");
-    if (dot == CString::npos || text[dot] != L'.') return false;
-    CString ext = text.Mid(dot);
-    CString list = aIniFile.PathExt ? GetEnvVar(L"PATHEXT") : CString(L".com;.exe;.btm;.bat;.cmd");
-    for (size_t at = 0; at <= list.size();) {
-        size_t end = list.find_first_of(L";,=", at);
-        if (end == CString::npos) end = list.size();
-        if (end > at && ext.EqualsNoCase(list.substr(at, end - at).c_str())) return true;
-        at = end + 1;
-    }
-    return false;
+    return dot != CString::npos && text[dot] == L'.' && QueryIsExecutableExtension(text.Mid(dot));
 }
 
 bool QueryIsFile(const CString &name) {
@@ -155,14 +147,17 @@ static int ScreenColumns() {
 }
 
 int Cmds_Command(CString &) {
-    int columns = ScreenColumns() / 16;
+    int width = ScreenColumns();
+    int columns = width / 16;
     if (columns < 1) columns = 1;
+    // A row that fills the console's width exactly has already wrapped.
+    bool wraps = columns * 16 == width && QueryIsConsole(StdOut());
     int column = 0;
     for (int i = 0; i < QueryNumberOfCommands(); i++) {
         if (!aInternalCommands[i].fEnabled) continue;
         Printf(L"%-16s", aInternalCommands[i].pszName);
         if (++column == columns) {
-            CrLf();
+            if (!wraps) CrLf();
             column = 0;
         }
     }

@@ -158,7 +158,14 @@ int EndOfDuplicateIf(const CString &line) {
 void SkipChained(CString &tail, int &chain, int result) {
     while (((chain & CHAIN_AND) && result != 0) || ((chain & CHAIN_OR) && result == 0)) {
         tail.TrimLeft();
-        int end = ScanIndex(tail.c_str(), nullptr, tail.At(0) == L'(' ? L"`\"(" : L"`\"");
+        const wchar_t *quotes = tail.At(0) == L'(' ? L"`\"(" : L"`\"";
+        int end = ScanIndex(tail.c_str(), nullptr, quotes);
+        // A skipped group that is still open is read to its end first, so
+        // that its remaining lines are skipped with it.
+        if (end >= 0 && !tail.At(end) && tail.At(0) == L'(' && ScanIndex(tail.c_str(), L")", quotes) == end) {
+            if (ReadCommandGroup(tail, 0, 0)) end = -1;
+            else end = ScanIndex(tail.c_str(), nullptr, quotes);
+        }
         if (end < 0) {
             tail.clear();
             return;

@@ -331,9 +331,3 @@ int ExecuteOneCommand(CString &line, bool updateTitle, bool debugBit) {
     if (result != BATCH_ABORT && result != LINE_REPLACED) TestErrorLevelHook(result);
     return result;
 }
-
-int RunExternalOrScript(CString &line, CString &name, int) {
-    (void)line;
-    GetTLS()->nExitCode = BDError(ERROR_BD_UNKNOWN_COMMAND, name.c_str());
-    return 2;
-}

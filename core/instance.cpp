@@ -7,8 +7,10 @@
 #include "core/bdx.h"
 #include "core/cmdtable.h"
 #include "core/format.h"
+#include "core/launch.h"
 #include "core/instance.h"
 #include "vars/lists.h"
+#include "batch/batch.h"
 
 // Counters shared by every process that loads the library.
 static volatile LONG nHostInstances __attribute__((section(".shared"), shared)) = 0;
@@ -168,6 +170,7 @@ BD_EXPORT int InitializeDLL(wchar_t *iniFile) {
         }
         ResetParsingFlags();
         InitializeLocalGlobalLists();
+        SetExecutableFiles();
         DisableInternalCommand(L"DDEEXEC");
         return 0;
     } catch (...) {

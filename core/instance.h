@@ -7,8 +7,6 @@ constexpr unsigned BDX_VERSION_MINOR = 0;
 constexpr int BDX_BUILD = 1;
 
 int ProcessINI(const wchar_t *file);
-int ExitBatchFile();
-void CloseBatchFile();
 void SetSavedTitle(const wchar_t *title);
 int QueryHostInstances();
 int QueryShellInstances();

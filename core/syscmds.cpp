@@ -3,6 +3,7 @@
 #include "core/args.h"
 #include "core/bdx.h"
 #include "core/cmdtable.h"
+#include "core/error.h"
 #include "core/format.h"
 #include "core/instance.h"
 
@@ -42,6 +43,25 @@ int Title_Command(CString &args) {
     return 0;
 }
 
+void SysBeep(unsigned frequency, unsigned ticks) {
+    const DWORD length = ticks * 55;
+    if (frequency >= 37) {
+        Beep(frequency, length);
+        SleepEx(0, TRUE);  // a Ctrl+C pressed during the tone
+        CheckBreak();
+        return;
+    }
+    // A pause, in alertable steps: the break procedure ends the sleep at
+    // once, and the next step sees the break.
+    const ULONGLONG start = GetTickCount64();
+    for (;;) {
+        CheckBreak();
+        ULONGLONG spent = GetTickCount64() - start;
+        if (spent >= length) break;
+        SleepEx(length - spent < 50 ? (DWORD)(length - spent) : 50, TRUE);
+    }
+}
+
 // BEEP [frequency duration]... : duration in 1/18 s ticks.
 int Beep_Command(CString &args) {
     CString arg;
@@ -56,9 +76,7 @@ int Beep_Command(CString &args) {
         if (Sscanf(arg.c_str(), L"%u", &freq) != 1) return BDError(87, arg.c_str());
         if (GetNthArgument(args.c_str(), index + 1, &ticksText) && Sscanf(ticksText.c_str(), L"%u", &ticks) != 1)
             return BDError(87, ticksText.c_str());
-        if (freq < 37) Sleep(ticks * 55);
-        else Beep(freq, ticks * 55);
-        CheckBreak();
+        SysBeep(freq, ticks);
     }
     return 0;
 }
