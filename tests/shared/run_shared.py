@@ -11,6 +11,7 @@ private lists; ALIAS /G joins the user's shared list.  The steps:
 2. Shell B joins the shared list, runs A's alias, and defines one of its
    own; it ends (A still holds the shared list, so it stays).
 3. Shell C does not join: A's alias is unknown to it, its lists are private.
+   A variable it sets reaches a child program (another BDX.EXE).
 4. Shell A runs B's alias, then removes both and leaves.
 5. With a console (two shells in tmux) the shared list is there from the
    start: one shell defines an alias and the other, started after it and
@@ -171,10 +172,13 @@ def run(args):
         check("echo from shell A" in out, "shell B does not show shell A's alias", out, err)
         check(not err.strip(), "shell B reported errors", out, err)
 
-        c = Shell(args, root, "c", f"alias {mine}\r\n")
+        exe = "Z:" + os.path.join(os.path.abspath(args.bin), "BDX.EXE").replace("/", "\\")
+        c = Shell(args, root, "c", "\r\n".join([
+            f"alias {mine}", f"set zqchild{tag}=seen by the child", f'"{exe}" /c set zqchild{tag}', ""]))
         out, err = c.finish()
         check(f'"{mine}"' in err and "from shell A" not in out,
               "a shell that did not join sees the shared list", out, err)
+        check("seen by the child" in out, "a child program does not see the shell's variable", out, err)
 
         a.send(theirs, f"unalias {mine} {theirs}", f"alias {theirs}", "echo A-DONE")
         a.wait_for("A-DONE")
