@@ -50,12 +50,12 @@ wchar_t **PickList(int kind, bool local, bool global) {
     return DefaultList(kind);
 }
 
-int ShowEntry(int kind, const CString &name, bool local, bool global) {
+int ShowEntry(int kind, const CString &name, bool local, bool global, bool quiet) {
     const NAMEDLIST &lists = aNamedLists[kind];
     const wchar_t *value = nullptr;
     if (!global) value = GetVariableList(name.c_str(), lists.pLocal);
     if (!value && !local) value = GetVariableList(name.c_str(), lists.pGlobal);
-    if (!value) return BDError(MissingCode(kind), name.c_str());
+    if (!value) return quiet ? 2 : BDError(MissingCode(kind), name.c_str());
     Printf(L"%s\r\n", value);
     return 0;
 }
@@ -85,7 +85,7 @@ int ListCommand(CString &args, int kind) {
         ListEntries(kind, local || global ? (list ? *list : L"") : nullptr, pager);
         return 0;
     }
-    if (args.find_first_of(L"= \t") == CString::npos) return ShowEntry(kind, args, local, global);
+    if (args.find_first_of(L"= \t") == CString::npos) return ShowEntry(kind, args, local, global, flags & LIST_Q);
     if (!list) return BDError(NoListCode(kind), nullptr);
     if (kind == LIST_ALIASES && args[0] == L'@')
         if (int rc = DropOtherKeyForm(args, list)) return rc;

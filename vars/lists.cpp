@@ -344,8 +344,10 @@ void InitializeList(int kind, bool starting) {
         lists.pLocal = nullptr;
     }
     if (local && !MakeLocalBlock(kind)) OutOfListMemory();
-    DetachSharedList(kind);
-    if (!GlobalOption(kind)) return;
+    if (!GlobalOption(kind)) return DetachSharedList(kind);
+    // A view already held stays: letting go of it could end the mapping,
+    // and with it the list, when this is the only shell that holds it.
+    if (lists.pGlobal) return;
     bool created;
     if (AttachSharedList(kind, SharedListName(kind).c_str(), (size_t)GlobalSizeOption(kind), &created)) {
         GlobalOption(kind) = 0;

@@ -19,9 +19,6 @@ protected:
     void TearDown() override {
         FreeListBlock(aNamedLists[LIST_ALIASES].pLocal);
         aNamedLists[LIST_ALIASES] = NAMEDLIST{};
-        TLS_VARIABLES *tls = GetTLS();
-        tls->aBatchFrames.clear();
-        tls->nBatchFrame = -1;
         IniClear(&aIniFile);
     }
     void Define(const wchar_t *entry) { ASSERT_EQ(AddVariableToList(entry, &aNamedLists[LIST_ALIASES].pLocal), 0); }
@@ -143,34 +140,11 @@ TEST_F(Aliases, DirectoryAliases) {
     EXPECT_EQ(Expand(L"http://host/a"), L"http://host/a");
 }
 
-TEST_F(Aliases, BatchAliasesOff) {
-    Define(L"y=echo");
-    Define(L"proj:=c:\\p");
-    TLS_VARIABLES *tls = GetTLS();
-    tls->aBatchFrames.resize(1);
-    tls->nBatchFrame = 0;
-    EXPECT_EQ(Expand(L"y a"), L"echo a");
-    aIniFile.BatchAliases = 0;
-    EXPECT_EQ(Expand(L"y a"), L"y a");
-    EXPECT_EQ(Expand(L"proj:\\x"), L"c:\\p\\x");
-}
-
 TEST_F(Aliases, OpenQuoteInTheTextEndsTheLine) {
     Define(L"bad=echo `open");
     int rc;
     EXPECT_EQ(Expand(L"bad x", &rc), L"bad x");
     EXPECT_EQ(rc, 2);
-}
-
-TEST_F(Aliases, ThroughCommandLines) {
-    // The expansion as Command_S runs it: the alias's commands run, and
-    // the line after the alias follows.
-    Define(L"two=set BDXALIASA=1 & set BDXALIASB=2");
-    Command_S(L"two x & set BDXALIASC=3", 0);
-    EXPECT_EQ(GetEnvVar(L"BDXALIASA"), L"1");
-    EXPECT_EQ(GetEnvVar(L"BDXALIASB"), L"2 x");
-    EXPECT_EQ(GetEnvVar(L"BDXALIASC"), L"3");
-    for (const wchar_t *n : {L"BDXALIASA", L"BDXALIASB", L"BDXALIASC"}) SetEnvironmentVariableW(n, nullptr);
 }
 
 // A stand-in evaluator: records what it is given, answers with a count.

@@ -249,15 +249,6 @@ protected:
     CString Get() { return GetEnvVar(name.c_str()); }
 };
 
-TEST_F(Environment, DefineKeepsBlanksAndRemoves) {
-    EXPECT_EQ(Set(L" a b "), 0);
-    EXPECT_EQ(Get(), L" a b ");
-    EXPECT_EQ(QueryEnvironmentVariable(name.c_str()), 1);
-    EXPECT_EQ(Set(L""), 0);
-    EXPECT_EQ(QueryEnvironmentVariable(name.c_str()), 0);
-    EXPECT_EQ(Set(L""), 0);  // removing what is not there
-}
-
 TEST_F(Environment, TypesRefuseBadValuesAndKeepTheOldOne) {
     ASSERT_EQ(Set(L"12", L"int"), 0);
     EXPECT_EQ(Set(L"-7"), 0);
@@ -285,16 +276,6 @@ TEST_F(Environment, DecimalType) {
     EXPECT_EQ(Set(L"-12"), 0);
     EXPECT_EQ(Set(two), 2);
     EXPECT_EQ(Set(L"1x"), 2);
-}
-
-TEST_F(Environment, ReadOnlyNamesKeepTheirValueSilently) {
-    name += L"RO";  // read-only for the rest of the run
-    ASSERT_EQ(Set(L"fixed"), 0);
-    AddReadOnlyName(name.c_str());
-    EXPECT_TRUE(QueryIsReadOnly(CString(name).c_str()));
-    EXPECT_EQ(Set(L"changed"), 0);
-    EXPECT_EQ(Set(L""), 0);
-    EXPECT_EQ(Get(), L"fixed");
 }
 
 }  // namespace
