@@ -224,6 +224,24 @@ TEST_F(Lists, ConvertingToLocalKeepsWhatWasSeen) {
     EXPECT_EQ(Entries(*local), (V{L"g=global", L"both=local"}));
 }
 
+TEST_F(Lists, WithoutAConsoleTheListsArePrivate) {
+    TearDown();
+    int saved = aGlobals.fNoConsole;
+    aGlobals.fNoConsole = 1;
+    aIniFile.AliasLocalSize = 5000;
+    InitializeLocalGlobalLists();
+    aGlobals.fNoConsole = saved;
+    for (int kind = 0; kind < 2; kind++) {
+        EXPECT_NE(aNamedLists[kind].pLocal, nullptr);
+        EXPECT_EQ(aNamedLists[kind].pGlobal, nullptr);
+    }
+    EXPECT_EQ(aIniFile.LocalAliases, 1);
+    EXPECT_EQ(aIniFile.GlobalAliases, 0);
+    EXPECT_EQ(aIniFile.GlobalFunctions, 0);
+    EXPECT_GE(QueryListBlockBytes(aNamedLists[LIST_ALIASES].pLocal), 10000u);
+    EXPECT_EQ(DefaultList(LIST_ALIASES), &aNamedLists[LIST_ALIASES].pLocal);
+}
+
 TEST(NamePatterns, StarAndQuestionMark) {
     EXPECT_TRUE(MatchNamePattern(L"a*", L"ABC"));
     EXPECT_TRUE(MatchNamePattern(L"*c", L"abc"));
