@@ -45,6 +45,7 @@ enum : int {
     // Codes of this program with no fixed number elsewhere.
     ERROR_BD_NOT_AVAILABLE = 0x200000F0,
     ERROR_BD_EXPECTED_NUMBER = 0x200000F1,
+    ERROR_BD_FUNC_NOT_AVAILABLE = 0x200000F2,
 };
 constexpr int BD_STRING_BIAS = 0x1FFFF448;
 
@@ -198,6 +199,9 @@ void EatKeystrokes();
 
 // Errors and interrupts.
 BD_EXPORT int BDError(int code, const wchar_t *argument);
+// The full text that BDError prints for a code and its argument (null for
+// none), ending in a line break.
+CString ErrorMessage(int code, const wchar_t *argument);
 BD_EXPORT void HoldSignals();
 BD_EXPORT void EnableSignals();
 BD_EXPORT void ResetBreakHandling();
