@@ -16,3 +16,12 @@ int QueryIsFileUTF8(HANDLE h);
 bool QueryIsTextUTF8(const char *text, size_t size);
 // ON CONDITION: test the frame's condition after a line.
 void RunOnCondition(const CString &condition);
+
+// Labels and conditions.
+// flags 1: report a missing label and allow "#:"; 2: read named parameters.
+int FindLabel(const CString &args, int flags);
+int GosubInFile(CString &args);
+// 1 true, 0 false, -1 syntax error.  Mode 0: the whole line is the test;
+// 1 (IF) and 2 (IFF): a command follows, and the line keeps only it.
+int TestCondition(CString &line, int mode);
+int CompareStrings(const wchar_t *a, const wchar_t *b, unsigned flags);

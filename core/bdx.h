@@ -134,6 +134,7 @@ BD_EXPORT TLS_VARIABLES *GetTLSVariables();
 struct GLOBAL_VARIABLES {
     unsigned nConsoleEvent;     // the console control event being handled
     int fNoEcho;                // no echo at all
+    int fCmdCompatible;         // == compares with case, as EQC
     int fCompatibility;         // plug-ins, back-quotes and trailing blanks off
     int fNoConsole;
     int fNotInteractive;

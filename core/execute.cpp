@@ -141,12 +141,14 @@ int FilterIffBlock(CString &line) {
     if (!tls->nIffActive || tls->nDoNested || tls->nDoLeave) return 0;
     CString word = FilterWord(line);
     if (word.EqualsNoCase(L"endiff")) {
+        // ENDIFF is no command of its own: the filter consumes it.
         if (tls->nIffNested == 0) {
             tls->nIffActive--;
             tls->bIffState = 0;
-            return 0;
+        } else {
+            tls->nIffNested--;
         }
-        tls->nIffNested--;
+        return 1;
     } else if (word.EqualsNoCase(L"iff")) {
         if (tls->bIffState || tls->nIffNested) tls->nIffNested++;
     } else if ((word.EqualsNoCase(L"else") || word.EqualsNoCase(L"elseiff")) && tls->nIffNested == 0) {

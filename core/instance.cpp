@@ -134,14 +134,28 @@ void InitializeGlobalVariables() {
     DefineStrings();
 }
 
-void InitializeIniFile() {
-    IniClear(&aIniFile);
-    aIniFile.nVersion = 43;
-    aIniFile.nSignature = 19928;
-    wchar_t system[MAX_PATH] = L"C";
-    GetSystemDirectoryW(system, MAX_PATH);
-    aIniFile.cBootDrive = ToUpperChar(system[0]);
-    aIniFile.Debug = 2;
+// A named ini file that cannot be read stops the start; the default file
+// is only looked for.
+bool ReadNamedIniFile(const wchar_t *iniFile) {
+    if (!iniFile || !*iniFile) return true;
+    int rc = ProcessINI(iniFile);
+    if (rc) BDError(rc, iniFile + (*iniFile == L'@'));
+    return rc == 0;
+}
+
+// LanguageDLL names another language module; English stays when it fails.
+void LoadChosenLanguage() {
+    if (!aIniFile.LanguageDLL) return;
+    CString dir = ModuleDirectory(aGlobals.hModule);
+    HMODULE module = LoadLibraryExW((dir + aIniFile.LanguageDLL).c_str(), nullptr,
+                                    LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE);
+    if (!module) {
+        BDError((int)GetLastError(), aIniFile.LanguageDLL);
+        return;
+    }
+    if (aGlobals.hLanguage) FreeLibrary(aGlobals.hLanguage);
+    aGlobals.hLanguage = module;
+    DefineStrings();
 }
 
 }  // namespace
@@ -154,20 +168,21 @@ BD_EXPORT int InitializeDLL(wchar_t *iniFile) {
         ResetBreakHandling();
         ResetParsingFlags();
         EnableSignals();
-        InitializeIniFile();
         InitializeGlobalVariables();
         SetUpConsole();
         CString dir(MAX_PATH, L'\0');
         dir.resize(GetCurrentDirectoryW((DWORD)dir.size(), dir.data()));
         aGlobals.sStartDirectory = dir;
         aGlobals.sExecutablePath = ModuleDirectory(nullptr);
-        if (iniFile && *iniFile && ProcessINI(iniFile)) return 2;
+        int noConsole = aGlobals.fNoConsole;
+        aGlobals.fNoConsole = 1;
+        InitializeIniFile();
+        aGlobals.fNoConsole = noConsole;
+        DefaultINI(L"BDXM.INI");
+        if (!ReadNamedIniFile(iniFile)) return 2;
+        LoadChosenLanguage();
         aGlobals.fDelayedExpansion = aIniFile.DelayedExpansion;
         aGlobals.fCMDExtensions = aIniFile.CMDExtensions;
-        if (aIniFile.LanguageDLL) {
-            LoadLanguageModule();
-            DefineStrings();
-        }
         ResetParsingFlags();
         InitializeLocalGlobalLists();
         SetExecutableFiles();
@@ -176,23 +191,6 @@ BD_EXPORT int InitializeDLL(wchar_t *iniFile) {
     } catch (...) {
         return 3;
     }
-}
-
-// Minimal reading of a named ini file: name=value lines, sections and
-// comments skipped.
-int ProcessINI(const wchar_t *file) {
-    if (*file == L'@') file++;
-    HANDLE h = CreateFileW(file, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
-    if (h == INVALID_HANDLE_VALUE) return BDError(0, file);
-    CString line;
-    while (GetNextLine(h, line, 0x8000, nullptr, 0x7FFF)) {
-        line.Trim(L" \t\r\n");
-        if (line.empty() || line[0] == L';' || line[0] == L'[') continue;
-        SetINIDirective(line.data());
-    }
-    CloseHandle(h);
-    aIniFile.fLoaded = 1;
-    return 0;
 }
 
 namespace {

@@ -6,7 +6,6 @@ constexpr unsigned BDX_VERSION_MAJOR = 1;
 constexpr unsigned BDX_VERSION_MINOR = 0;
 constexpr int BDX_BUILD = 1;
 
-int ProcessINI(const wchar_t *file);
 void SetSavedTitle(const wchar_t *title);
 int QueryHostInstances();
 int QueryShellInstances();

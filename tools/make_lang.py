@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """Build the language module's resource script from its two text files.
 
-messages.txt: one "id text" per line; '#' starts a comment line.
+messages.txt: one "id text" per line; '#' starts a comment line; a line
+              that begins with a blank continues the message above it on
+              a new line (its leading blanks dropped).
 usage.txt:    one block per command, blocks separated by blank lines:
               the name, a one-line description, then the syntax lines.
               Blocks get consecutive string ids from 8102, in file order.
@@ -22,6 +24,11 @@ def read_messages(path):
         for number, line in enumerate(f, 1):
             line = line.rstrip('\n')
             if not line.strip() or line.startswith('#'):
+                continue
+            if line[0] in ' \t':
+                if not rows:
+                    sys.exit(f'{path}:{number}: a continuation line needs a message above it')
+                rows[-1] = (rows[-1][0], rows[-1][1] + '\n' + line.lstrip(' \t'))
                 continue
             ident, _, text = line.partition(' ')
             if not ident.isdigit():

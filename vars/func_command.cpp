@@ -3,6 +3,7 @@
 // @ERRTEXT (the text of an error number).
 #include "core/args.h"
 #include "core/format.h"
+#include "batch/batch.h"
 #include "core/instance.h"
 #include "vars/func_internal.h"
 

@@ -1,0 +1,462 @@
+// Flow control in batch files: labels, GOTO, GOSUB and RETURN, CALL,
+// QUIT and CANCEL, IFF, SWITCH, ON, DEFER, COMMENT and TEXT.  Structure is
+// found by reading the following lines through the frame's one read
+// position; nothing is parsed ahead and no label is cached.
+#include <cwchar>
+#include "batch/batch.h"
+#include "console/output.h"
+#include "core/args.h"
+#include "core/bdx.h"
+#include "core/cmdtable.h"
+#include "core/format.h"
+#include "core/launch.h"
+
+namespace {
+
+constexpr int ERROR_BD_LABEL_NOT_FOUND = 0x20000017;
+constexpr int ERROR_BD_TEXT_NO_END = 0x20000021;
+constexpr int kMaxGosubVarLevel = 22;
+
+int ReadFlags(const BATCHFRAME *f, int base) {
+    return base | ((f->fFlags & BF_UTF16) ? 0x10000 : (f->fFlags & BF_UTF8) ? 0x20000 : 0);
+}
+
+// Read the frame's next line for scanning (not for running).
+bool ScanLine(BATCHFRAME *f, CString &line) {
+    if (!GetNextLine(f->hFile, line, ReadFlags(f, 2), nullptr, 65535)) return false;
+    f->nLineNumber++;
+    return true;
+}
+
+void Rewind(BATCHFRAME *f) {
+    f->lOffset = 0;
+    f->nLineNumber = 0;
+    if (f->hFile == BTM_IN_MEMORY) {
+        if ((f->fFlags & BF_UTF16) && f->sBtmImage.size() >= 2 && (unsigned char)f->sBtmImage[0] == 0xFF)
+            f->lOffset = 2;
+        return;
+    }
+    CloseBatchFile();
+    f->fFlags &= ~(BF_UTF16 | BF_UTF8);
+    OpenBatchFile();
+}
+
+// Strip a wanted label name as GOTO and GOSUB take it.
+CString LabelName(const CString &arg) {
+    CString name = arg;
+    if (name.At(0) == L'@') name.erase(0, 1);
+    if (name.At(0) == L':') name.erase(0, 1);
+    size_t cut = name.find_first_of(L"+=:[/");
+    if (cut != CString::npos) name.Truncate(cut);
+    return name;
+}
+
+// Pass over a COMMENT or TEXT block that opens with this line.
+bool SkipBlock(BATCHFRAME *f, const CString &line) {
+    const wchar_t *end = nullptr;
+    if (line.EqualsNoCase(L"comment") && QueryIsCommandEnabled(L"COMMENT")) end = L"endcomment";
+    else if (line.EqualsNoCase(L"text") && QueryIsCommandEnabled(L"TEXT")) end = L"endtext";
+    if (!end) return false;
+    CString inner;
+    while (ScanLine(f, inner)) {
+        inner.Trim();
+        if (inner.EqualsNoCase(end)) break;
+    }
+    return true;
+}
+
+// Is this line the label?  ":name" (not "::"), or "#:name" with flag 1.
+bool IsLabel(CString line, const CString &wanted, int flags, CString *behind) {
+    if ((flags & 1) && line.StartsWith(L"#:")) line.erase(0, 1);
+    if (line.At(0) != L':' || line.At(1) == L':') return false;
+    CString text = line.Mid(1);
+    text.TrimLeft(L"= \t");
+    size_t wordEnd = text.find_first_of(L" \t[", 0);
+    if (wordEnd == CString::npos) wordEnd = text.size();
+    CString word = text.Left(wordEnd);
+    word.TrimRight(L":=");
+    if (!word.EqualsNoCase(wanted.c_str())) return false;
+    if (behind) *behind = text.Mid(wordEnd);
+    return true;
+}
+
+// GOSUB parameters named behind the label: "[a b c*]".
+int StoreNamedParameters(BATCHFRAME *f, const CString &behind, const CString &args) {
+    CString list = behind;
+    list.TrimLeft();
+    if (list.At(0) != L'[') return 0;
+    list.erase(0, 1);
+    list.TrimRight(L" \t]");
+    if (list.empty()) return 0;
+    if (f->nGosubVarLevel > kMaxGosubVarLevel) return BDError(ERROR_BD_BATCH_NESTING, list.c_str());
+    f->sGosubArgs = list;
+    f->nGosubVarLevel++;
+    CString name;
+    for (int i = 0; GetNthArgument(list.c_str(), i, &name); i++) {
+        CString value;
+        bool rest = !name.empty() && name.back() == L'*';
+        if (rest) {
+            name.pop_back();
+            const wchar_t *p = GetNthArgument(args.c_str(), i + 1);
+            value = p ? CString(p) : CString();
+        } else {
+            GetNthArgument(args.c_str(), i + 1, &value);
+        }
+        if (value.empty()) value = CString(1, (wchar_t)1);
+        CString entry = FormatStr(L"%c%c%s", (wchar_t)(GetTLS()->nBatchFrame + 1), (wchar_t)(f->nGosubVarLevel + 1),
+                                  name.c_str());
+        SetEnvironmentVariableW(entry.c_str(), value.c_str());
+        if (rest) break;
+    }
+    return 0;
+}
+
+void DeleteNamedParameters(BATCHFRAME *f) {
+    if (f->nGosubVarLevel <= 0 || f->sGosubArgs.empty()) return;
+    CString name;
+    for (int i = 0; GetNthArgument(f->sGosubArgs.c_str(), i, &name); i++) {
+        if (!name.empty() && name.back() == L'*') name.pop_back();
+        CString entry = FormatStr(L"%c%c%s", (wchar_t)(GetTLS()->nBatchFrame + 1), (wchar_t)(f->nGosubVarLevel + 1),
+                                  name.c_str());
+        SetEnvironmentVariableW(entry.c_str(), nullptr);
+    }
+    f->nGosubVarLevel--;
+    f->sGosubArgs.clear();
+}
+
+struct SkipState6 {
+    unsigned char v[6];
+};
+
+SkipState6 TakeSkip() {
+    TLS_VARIABLES *t = GetTLS();
+    SkipState6 s{{t->bIffState, t->nIffActive, t->nIffNested, t->nDoActive, t->nDoNested, t->nDoLeave}};
+    t->bIffState = t->nIffActive = t->nIffNested = t->nDoActive = t->nDoNested = t->nDoLeave = 0;
+    return s;
+}
+
+void PutSkip(const SkipState6 &s) {
+    TLS_VARIABLES *t = GetTLS();
+    t->bIffState = s.v[0], t->nIffActive = s.v[1], t->nIffNested = s.v[2];
+    t->nDoActive = s.v[3], t->nDoNested = s.v[4], t->nDoLeave = s.v[5];
+}
+
+}  // namespace
+
+int FindLabel(const CString &args, int flags) {
+    CString wanted;
+    if (!GetNthArgument(args.c_str(), 0 | ARG_NO_SWITCH_SPLIT, &wanted)) return 1;
+    if (!OpenBatchFile()) return BATCH_RETURN;
+    BATCHFRAME *f = CurrentFrame();
+    wanted = LabelName(wanted);
+    CString line, behind;
+    for (int pass = 0; pass < 2; pass++) {
+        while (ScanLine(f, line)) {
+            line.Trim();
+            if (SkipBlock(f, line)) continue;
+            if (IsLabel(line, wanted, flags, &behind)) {
+                if (flags & 2) return StoreNamedParameters(f, behind, args);
+                return 0;
+            }
+        }
+        if (pass == 0) Rewind(f);
+    }
+    if (wanted.EqualsNoCase(L"eof")) return 0;
+    if (flags & 1) return BDError(ERROR_BD_LABEL_NOT_FOUND, wanted.c_str());
+    return 2;
+}
+
+int Goto_Command(CString &args) {
+    bool keep = GetStringSwitch(args, L"I", 0, nullptr) != 0;
+    int rc = FindLabel(args, 1);
+    if (rc || keep) return rc == BATCH_RETURN ? rc : BATCH_ABORT;
+    TLS_VARIABLES *tls = GetTLS();
+    bool inDo = tls->nDoActive != 0;
+    TakeSkip();
+    return inDo ? BATCH_RETURN : BATCH_ABORT;
+}
+
+int Gosub_Command(CString &args) {
+    TLS_VARIABLES *tls = GetTLS();
+    BATCHFRAME *f = CurrentFrame();
+    args.TrimLeft();
+    if (args.At(0) == L'"') return GosubInFile(args);
+    CString name = f->sBatchName, savedArgs = f->sGosubArgs;
+    long long offset = f->lOffset;
+    int lineNumber = f->nLineNumber;
+    f->sGosubArgs.clear();
+    int rc = FindLabel(args, 3);
+    if (rc) {
+        f->sGosubArgs = savedArgs;
+        return rc;
+    }
+    SkipState6 skip = TakeSkip();
+    int savedResult = f->nGosubResult;
+    f->nGosubResult = 0;
+    int level = f->nGosubVarLevel;
+    f->nGosubDepth++;
+    CString buffer;
+    int loop = RunBatchLines(buffer);
+    f = CurrentFrame();
+    if (loop == 3 && f) f->lOffset = -1;
+    if (!f || f->sBatchName != name) {
+        if (f) f->lOffset = -1;
+        PutSkip(skip);
+        return BATCH_ABORT;
+    }
+    if (f->lOffset >= 0) {
+        f->lOffset = offset;
+        f->nLineNumber = lineNumber;
+        PutSkip(skip);
+    }
+    if (f->nGosubVarLevel > level) DeleteNamedParameters(f);
+    f->sGosubArgs = savedArgs;
+    int result = f->nGosubResult;
+    f->nGosubResult = savedResult;
+    tls->nLastResult = result;
+    return result;
+}
+
+// GOSUB "file" label args: run a subroutine of another batch file in a
+// frame of its own.
+int GosubInFile(CString &args) {
+    TLS_VARIABLES *tls = GetTLS();
+    if (tls->nBatchFrame >= 99) return BDError(ERROR_BD_BATCH_NESTING, args.c_str());
+    CString file;
+    GetNthArgument(args.c_str(), 0, &file);
+    NextArgument_S(args, 1);
+    StripQuotes_S(file);
+    CString found = SearchPaths(file.c_str(), nullptr, 1, nullptr, nullptr);
+    if (found.empty()) return BDError(ERROR_FILE_NOT_FOUND, file.c_str());
+    BATCHFRAME *caller = CurrentFrame();
+    std::vector<CString> argv = caller->Argv;
+    CString full(MAX_PATH, L'\0');
+    full.resize(GetFullPathNameW(found.c_str(), MAX_PATH, full.data(), nullptr));
+    if (argv.empty()) argv.push_back(full);
+    else argv[0] = full;
+    tls->aBatchFrames.emplace_back();
+    tls->nBatchFrame = (int)tls->aBatchFrames.size() - 1;
+    BATCHFRAME *f = &tls->aBatchFrames.back();
+    f->sBatchName = full;
+    f->Argv = argv;
+    f->nEcho = caller->nEcho;
+    int len = (int)full.size();
+    if (len >= 4 && StrICmp(full.c_str() + len - 4, L".btm") == 0 && LoadBtmImage()) {
+        tls->aBatchFrames.pop_back();
+        tls->nBatchFrame--;
+        return 2;
+    }
+    SkipState6 skip = TakeSkip();
+    int rc = Gosub_Command(args);
+    ExitBatchFile();
+    PutSkip(skip);
+    return rc;
+}
+
+int Ret_Command(CString &args) {
+    BATCHFRAME *f = CurrentFrame();
+    if (!f || f->nGosubDepth <= 0) return BDError(ERROR_BD_RETURN_NO_GOSUB, nullptr);
+    f->nGosubDepth--;
+    int value = 0;
+    args.Trim();
+    if (!args.empty() && Sscanf(args.c_str(), L"%i", &value) != 1) return BDError(87, args.c_str());
+    f->nGosubResult = value;
+    GetTLS()->nLastResult = value;
+    return BATCH_RETURN_VALUE;
+}
+
+int Call_Command(CString &args) {
+    TLS_VARIABLES *tls = GetTLS();
+    args.Trim();
+    if (args.empty()) return BDError(87, nullptr);
+    tls->fNewBatchFlags = 1;
+    CString line = args;
+    BATCHFRAME *f = CurrentFrame();
+    if (args.At(0) == L':' && f) {
+        line = FormatStr((f->fFlags & BF_LIBRARY) ? L"%s %s" : L"\"%s\" %s", f->sBatchName.c_str(), args.c_str());
+        tls->fNewBatchFlags |= 0x800;
+    }
+    int rc = Command_S(line, 0);
+    tls->fNewBatchFlags = 0;
+    return rc;
+}
+
+static int EndFrames(CString &args, bool all) {
+    TLS_VARIABLES *tls = GetTLS();
+    args.Trim();
+    int value = 0;
+    bool hasValue = !args.empty();
+    if (hasValue && Sscanf(args.c_str(), L"%i", &value) != 1) return BDError(87, args.c_str());
+    for (int i = all ? 0 : tls->nBatchFrame; i <= tls->nBatchFrame; i++) {
+        BATCHFRAME &f = tls->aBatchFrames[i];
+        while (f.nGosubVarLevel > 0 && !f.sGosubArgs.empty()) DeleteNamedParameters(&f);
+        f.lOffset = -1;
+    }
+    if (hasValue) {
+        tls->nExitCode = value;
+        if (BATCHFRAME *f = CurrentFrame()) f->nFrameExit = value;
+    }
+    return BATCH_ABORT;
+}
+
+int Quit_Command(CString &args) { return EndFrames(args, false); }
+
+int Cancel_Command(CString &args) { return EndFrames(args, true); }
+
+int Defer_Command(CString &args) {
+    BATCHFRAME *f = CurrentFrame();
+    args.Trim();
+    if (args.empty()) return BDError(87, nullptr);
+    if (!f->sDefer.empty()) f->sDefer += L'\n';
+    f->sDefer += args;
+    return 0;
+}
+
+int On_Command(CString &args) {
+    BATCHFRAME *f = CurrentFrame();
+    CString word;
+    if (!GetNthArgument(args.c_str(), 0, &word)) return BDError(87, nullptr);
+    struct Field { const wchar_t *name; CString BATCHFRAME::*field; };
+    static const Field fields[] = {
+        {L"break", &BATCHFRAME::sOnBreak},         {L"close", &BATCHFRAME::sOnClose},
+        {L"logoff", &BATCHFRAME::sOnLogoff},       {L"shutdown", &BATCHFRAME::sOnShutdown},
+        {L"resume", &BATCHFRAME::sOnResume},       {L"suspend", &BATCHFRAME::sOnSuspend},
+        {L"condition", &BATCHFRAME::sOnCondition}, {L"lbutton", &BATCHFRAME::sOnLButton},
+        {L"mbutton", &BATCHFRAME::sOnMButton},     {L"rbutton", &BATCHFRAME::sOnRButton},
+        {L"dblclick", &BATCHFRAME::sOnDblClick},   {L"error", &BATCHFRAME::sOnError},
+        {L"errorlevel", &BATCHFRAME::sOnErrorLevel}, {L"errormsg", &BATCHFRAME::sOnErrorMsg},
+    };
+    for (const Field &field : fields) {
+        if (!word.EqualsNoCase(field.name)) continue;
+        const wchar_t *rest = GetNthArgument(args.c_str(), 1);
+        CString text = rest ? CString(rest) : CString();
+        text.Trim();
+        if (field.field == &BATCHFRAME::sOnError) {
+            if (!text.empty() && f->sOnError.empty()) f->nSavedErrorMode = SetErrorMode(32769);
+            else if (text.empty() && !f->sOnError.empty()) SetErrorMode(f->nSavedErrorMode);
+        }
+        f->*field.field = text;
+        return 0;
+    }
+    return BDError(87, word.c_str());
+}
+
+int BatComment_Command(CString &) {
+    if (!OpenBatchFile()) return BATCH_RETURN;
+    BATCHFRAME *f = CurrentFrame();
+    CString line, word;
+    while (ScanLine(f, line)) {
+        GetNthArgument(line.c_str(), 0, &word);
+        if (word.EqualsNoCase(L"endcomment")) return 0;
+    }
+    return 2;
+}
+
+int Battext_Command(CString &) {
+    if (!OpenBatchFile()) return BATCH_RETURN;
+    BATCHFRAME *f = CurrentFrame();
+    CString line, word;
+    while (ScanLine(f, line)) {
+        GetNthArgument(line.c_str(), 0, &word);
+        if (word.EqualsNoCase(L"endtext")) return 0;
+        Printf(L"%s\r\n", line.c_str());
+    }
+    return BDError(ERROR_BD_TEXT_NO_END, f->sBatchName.c_str());
+}
+
+int Iff_Command(CString &args) {
+    TLS_VARIABLES *tls = GetTLS();
+    CString second;
+    if (!GetNthArgument(args.c_str(), 1, &second)) return BDError(87, args.c_str());
+    CString line = args;
+    int test = TestCondition(line, 2);
+    line.TrimLeft();
+    if (test < 0 || line.empty()) return BDError(87, args.c_str());
+    CString word;
+    GetNthArgument(line.c_str(), 0, &word);
+    if (word.EqualsNoCase(L"then")) {
+        // A block: the rest of the line and the lines up to ELSE, ELSEIFF
+        // or ENDIFF run or are skipped by the line filter.
+        tls->nIffActive++;
+        if (!test) tls->bIffState++;
+        NextArgument_S(line, 1);
+        line.TrimLeft();
+        args = line;
+        return LINE_REPLACED;
+    }
+    if (!test) {
+        args.clear();
+        return LINE_REPLACED;
+    }
+    args.clear();
+    return Command_S(line, CMD_DEBUG);
+}
+
+// One line of a SWITCH block: trimmed, one leading "*" gone.
+static bool SwitchLine(BATCHFRAME *f, CString &line) {
+    if (!GetNextLine(f->hFile, line, ReadFlags(f, 2), nullptr, 65535)) return false;
+    f->nLineNumber++;
+    ContinueEscapedLine(line, f->hFile, ReadFlags(f, 2), true);
+    line.Trim();
+    if (line.At(0) == L'*') line.erase(0, 1);
+    return true;
+}
+
+// "Case value .or. value": the test line for TestCondition.
+static CString CaseTest(const CString &value, CString rest) {
+    auto part = [&](CString text) {
+        text.Trim();
+        if (text.StartsWith(L"::")) return value + L" =~ " + text.Mid(2);
+        VariableExpansion(text, 0);
+        return value + L" EQ " + text;
+    };
+    CString test;
+    for (;;) {
+        CString lower = rest;
+        lower.MakeLower();
+        size_t at = lower.find(L" .or. ");
+        if (at == CString::npos) break;
+        test += part(rest.Left(at)) + L" .or. ";
+        rest = rest.Mid(at + 6);
+    }
+    return test + part(rest);
+}
+
+int Switch_Command(CString &args) {
+    if (!OpenBatchFile()) return BATCH_RETURN;
+    BATCHFRAME *f = CurrentFrame();
+    CString value = args;
+    value.Trim();
+    AddQuotes_S(value);
+    int depth = 0;
+    CString line;
+    while (SwitchLine(f, line)) {
+        if (line.StartsWithNoCase(L"switch ")) depth++;
+        else if (depth == 0 && line.EqualsNoCase(L"default")) return 0;
+        else if (depth == 0 && line.StartsWithNoCase(L"default ")) return 0;
+        else if (depth == 0 && line.StartsWithNoCase(L"case ")) {
+            CString test = CaseTest(value, line.Mid(5));
+            if (TestCondition(test, 0) == 1) return 0;
+        } else if (line.EqualsNoCase(L"endswitch")) {
+            if (depth == 0) return 0;
+            depth--;
+        }
+    }
+    return 1;
+}
+
+int Case_Command(CString &) {
+    if (!OpenBatchFile()) return BATCH_RETURN;
+    BATCHFRAME *f = CurrentFrame();
+    int depth = 0;
+    CString line;
+    while (SwitchLine(f, line)) {
+        if (line.StartsWithNoCase(L"switch ")) depth++;
+        else if (line.EqualsNoCase(L"caseall")) return 0;
+        else if (line.EqualsNoCase(L"endswitch")) {
+            if (depth == 0) return 0;
+            depth--;
+        }
+    }
+    return 1;
+}
