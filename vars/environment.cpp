@@ -8,6 +8,7 @@
 #include "core/args.h"
 #include "core/format.h"
 #include "vars/lists.h"
+#include "vars/regex.h"
 
 CString sMasterEnvironment;
 VARIABLETYPE aVariableTypes[kVariableTypeRows];
@@ -60,6 +61,7 @@ bool ValueFitsType(const VARIABLETYPE &row, const CString &value) {
     case 4: return value == L"1" || value == L"0";
     case 5: return AllOf(value, iswalpha);
     case 6: return AllOf(value, iswalnum);
+    case kRegexType: return !value.empty() && RegularExpressionMatch(row.sExpression, value) == 1;
     default: return true;
     }
 }
@@ -84,7 +86,7 @@ int SetVariableType(const CString &name, const wchar_t *typeText) {
         code = _wtoi(keyword.c_str());
     if (code < 0 || code > kRegexType || (code == kRegexType && expression.empty()))
         return BDError(ERROR_BD_UNKNOWN_TYPE, text.c_str());
-    if (code == kRegexType) return BDError(ERROR_BD_NO_REGEX, expression.c_str());
+    if (code == kRegexType && RegularExpressionMatch(expression, CString()) < 0) return 2;
     if (VARIABLETYPE *old = FindTypeRow(name)) *old = VARIABLETYPE{};
     for (VARIABLETYPE &row : aVariableTypes) {
         if (!row.sName.empty()) continue;
@@ -131,8 +133,17 @@ int SetEnvironmentEntry(const wchar_t *entry, const wchar_t *type) {
     CString value = eq ? CString(eq + 1) : CString();
     if (name.empty()) return BDError(ERROR_BD_BAD_ENTRY, entry);
     if (QueryIsReadOnly(name.c_str())) return 0;
+    VARIABLETYPE *row = FindTypeRow(name);
+    VARIABLETYPE saved = row ? *row : VARIABLETYPE{};
     if (type && SetVariableType(name, type)) return 2;
-    if (!value.empty() && !QueryTypeValid(name, value)) return BDError(ERROR_BD_TYPE_MISMATCH, entry);
+    if (!value.empty() && !QueryTypeValid(name, value)) {
+        // The definition failed: the variable keeps its old type as well.
+        if (type) {
+            if (VARIABLETYPE *entered = FindTypeRow(name)) *entered = VARIABLETYPE{};
+            if (row) *row = saved;
+        }
+        return BDError(ERROR_BD_TYPE_MISMATCH, entry);
+    }
     SetEnvironmentVariableW(name.c_str(), nullptr);
     if (!value.empty() && !SetEnvironmentVariableW(name.c_str(), value.c_str()))
         return BDError((int)GetLastError(), name.c_str());
@@ -140,6 +151,7 @@ int SetEnvironmentEntry(const wchar_t *entry, const wchar_t *type) {
 }
 
 bool MatchNamePattern(const wchar_t *pattern, const wchar_t *name) {
+    if (pattern[0] == L':' && pattern[1] == L':') return RegularExpressionMatch(pattern + 2, name) == 1;
     // Iterative match with one backtrack point for the last "*".
     const wchar_t *star = nullptr, *resume = nullptr;
     while (*name) {

@@ -16,8 +16,6 @@ enum : int {
     ERROR_BD_NO_FUNCTION_LIST = 0x20000031,
     ERROR_BD_NOT_FUNCTION = 0x20000032,
     ERROR_BD_FUNCTION_LIST_FULL = 0x20000045,
-    ERROR_BD_NO_ARITHMETIC = 0x20000110,
-    ERROR_BD_NO_REGEX = 0x20000111,
     ERROR_BD_NEEDS_CONSOLE = 0x20000112,
     ERROR_BD_TYPE_MISMATCH = 0x20000113,
     ERROR_BD_UNKNOWN_TYPE = 0x20000114,
@@ -52,8 +50,8 @@ const wchar_t *GetVariableList(const wchar_t *name, const wchar_t *list);
 CString ListEntryName(const wchar_t *entry);
 
 // Local list first, then the global one.  *isLocal says which answered.
-BD_EXPORT const wchar_t *GetAlias(const wchar_t *name, bool *isLocal);
-BD_EXPORT const wchar_t *GetFunction(const wchar_t *name, bool *isLocal);
+const wchar_t *GetAlias(const wchar_t *name, bool *isLocal);
+const wchar_t *GetFunction(const wchar_t *name, bool *isLocal);
 // The address of the list pointer that a kind's definitions go to when no
 // /LL or /GL picks one: the private list when that mode is on, else the
 // shared one.  Null when the kind has no list at all.
@@ -122,7 +120,8 @@ int RegistryEnvironment(unsigned flags, CString &text);
 void UpdateEnvironment();
 void NoteSettingChange();
 
-// Simple "*" and "?" matching for name patterns, without case.
+// Name patterns: "*" and "?" without case, or a regular expression
+// behind "::" (found anywhere in the name).
 bool MatchNamePattern(const wchar_t *pattern, const wchar_t *name);
 
 // /R: read definitions from files (or standard input) into list (null:

@@ -5,7 +5,9 @@
 #include "console/output.h"
 #include "core/args.h"
 #include "core/format.h"
+#include "vars/eval.h"
 #include "vars/lists.h"
+#include "vars/regex.h"
 
 // SET's switch letters, bit 0 upwards.
 enum : unsigned {
@@ -15,7 +17,7 @@ enum : unsigned {
 constexpr unsigned kRegistryKeys = SET_D | SET_S | SET_U | SET_V;
 
 // The one route from SET /A to the arithmetic evaluator.
-int EvaluateForSet(CString &expression) { return BDError(ERROR_BD_NO_ARITHMETIC, expression.c_str()); }
+int EvaluateForSet(CString &expression) { return EvaluateExpression(expression); }
 
 namespace {
 
@@ -430,7 +432,9 @@ int __Unset(CString &args, int which) {
     while (!args.empty()) {
         for (const CString &name : NextNames(args)) {
             if (name.StartsWith(L"::")) {
-                rc = BDError(ERROR_BD_NO_REGEX, name.c_str());
+                // A bad expression is reported once, before the walk.
+                if (RegularExpressionMatch(name.Mid(2), CString()) < 0) rc = 2;
+                else RemovePattern(name, which, lists, &rc);
             } else if (name.find_first_of(L"*?[") != CString::npos && !(which == LIST_ALIASES && GetAlias(name.c_str(), nullptr))) {
                 RemovePattern(name, which, lists, &rc);
             } else if (!RemoveName(name, which, lists, flags, &rc)) {

@@ -195,9 +195,14 @@ TEST_F(SetArithmeticTest, DivisionQuotesAndFailure) {
     args = L"BDXC=1+";
     EXPECT_EQ(SetArithmetic(args, 0x40, Refuser), 2);
     EXPECT_EQ(GetEnvVar(L"BDXC"), L"old");
-    args = L"BDXC=1";
-    EXPECT_EQ(SetArithmetic(args, 0x40, EvaluateForSet), 2);  // no evaluator in this build yet
+    args = L"BDXC=1+";
+    EXPECT_EQ(SetArithmetic(args, 0x40, EvaluateForSet), 2);
     EXPECT_EQ(GetEnvVar(L"BDXC"), L"old");
+    SetEnvironmentVariableW(L"BDXB", nullptr);
+    args = L"BDXA=7/2, BDXB+=BDXA";  // BDXB is not set: it counts as 0
+    ASSERT_EQ(SetArithmetic(args, 0x40, EvaluateForSet), 0);
+    EXPECT_EQ(GetEnvVar(L"BDXA"), L"3");
+    EXPECT_EQ(GetEnvVar(L"BDXB"), L"3");
 }
 
 }  // namespace

@@ -252,6 +252,8 @@ TEST(NamePatterns, StarAndQuestionMark) {
     EXPECT_FALSE(MatchNamePattern(L"a*d", L"abc"));
     EXPECT_FALSE(MatchNamePattern(L"b*", L"abc"));
     EXPECT_TRUE(MatchNamePattern(L"*", L""));
+    EXPECT_TRUE(MatchNamePattern(L"::^a.c$", L"abc"));
+    EXPECT_FALSE(MatchNamePattern(L"::^a.c$", L"abcd"));
 }
 
 class Environment : public ::testing::Test {
@@ -272,6 +274,8 @@ TEST_F(Environment, TypesRefuseBadValuesAndKeepTheOldOne) {
     EXPECT_EQ(Set(L"-7"), 0);
     EXPECT_EQ(Set(L"7x"), 2);
     EXPECT_EQ(Get(), L"-7");
+    EXPECT_EQ(Set(L"x", L"bool"), 2);  // refused: the type stays int
+    EXPECT_EQ(Set(L"42"), 0);
     EXPECT_EQ(Set(L"1", L":bool"), 0);  // a new type replaces the row
     EXPECT_EQ(Set(L"2"), 2);
     EXPECT_EQ(Set(L"ff", L"3"), 0);     // by number: hex
@@ -284,6 +288,11 @@ TEST_F(Environment, TypesRefuseBadValuesAndKeepTheOldOne) {
     EXPECT_EQ(Set(L"1", L"float"), 2);  // unknown type: nothing set
     EXPECT_EQ(Get(), L"x");
     EXPECT_EQ(Set(L"1", L"regex"), 2);  // regex needs its expression
+    EXPECT_EQ(Set(L"1", L"regex:(["), 2);  // a bad expression
+    EXPECT_EQ(Get(), L"x");
+    EXPECT_EQ(Set(L"abc", L"regex:\"^a.c$\""), 0);
+    EXPECT_EQ(Set(L"xyz"), 2);
+    EXPECT_EQ(Get(), L"abc");
 }
 
 TEST_F(Environment, DecimalType) {
