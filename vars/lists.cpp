@@ -386,6 +386,15 @@ int ConvertToGlobalList(int kind) {
     return 0;
 }
 
+void ReconcileListModes() {
+    for (int kind = 0; kind < 2; kind++) {
+        NAMEDLIST &lists = aNamedLists[kind];
+        if (GlobalOption(kind) && !lists.pGlobal) ConvertToGlobalList(kind);
+        else if (!GlobalOption(kind) && lists.pGlobal) ConvertToLocalList(kind);
+        else if (LocalOption(kind) && !lists.pLocal && !MakeLocalBlock(kind)) BDError((int)GetLastError(), nullptr);
+    }
+}
+
 int ConvertToLocalList(int kind) {
     NAMEDLIST &lists = aNamedLists[kind];
     if (!lists.pGlobal) {

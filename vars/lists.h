@@ -76,6 +76,10 @@ void DetachSharedList(int kind);
 // ALIAS /G and /L (and FUNCTION's): move a kind's list between the modes.
 int ConvertToGlobalList(int kind);
 int ConvertToLocalList(int kind);
+// After a change of the options: a shared list that GlobalAliases (or
+// GlobalFunctions) asks for and that is not held is joined, as by ALIAS
+// /G; a held one that is no longer asked for is left, as by ALIAS /L.
+void ReconcileListModes();
 // Replace the whole list with a prepared block body (entries and the
 // final empty entry), for /Z.
 int ReplaceListContents(wchar_t **list, const CString &body);

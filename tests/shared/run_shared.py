@@ -8,8 +8,9 @@ private lists; ALIAS /G joins the user's shared list.  The steps:
 
 1. Shell A (kept running, fed through a pipe) joins the shared list and
    defines an alias, then says it is ready.
-2. Shell B joins the shared list, runs A's alias, and defines one of its
-   own; it ends (A still holds the shared list, so it stays).
+2. Shell B joins the shared list (through //GlobalAliases=Yes), runs A's
+   alias, and defines one of its own; it ends (A still holds the shared
+   list, so it stays).
 3. Shell C does not join: A's alias is unknown to it, its lists are private.
    A variable it sets reaches a child program (another BDX.EXE).
 4. Shell A runs B's alias, then removes both and leaves.
@@ -44,7 +45,7 @@ def read(path):
 
 
 class Shell:
-    def __init__(self, args, root, name, stdin_text=None):
+    def __init__(self, args, root, name, stdin_text=None, options=()):
         self.out = os.path.join(root, name + ".out")
         self.err = os.path.join(root, name + ".err")
         env = dict(os.environ, PROMPT=MARKER)
@@ -53,6 +54,7 @@ class Shell:
         if not os.path.exists(ini):
             open(ini, "wb").close()
         cmd = [args.wine, os.path.join(os.path.abspath(args.bin), "BDX.EXE"), "@Z:" + ini.replace("/", "\\")]
+        cmd += list(options)
         with open(self.out, "wb") as fout, open(self.err, "wb") as ferr:
             if stdin_text is None:
                 self.proc = subprocess.Popen(cmd, cwd=root, env=env, stdin=subprocess.PIPE, stdout=fout, stderr=ferr)
@@ -166,7 +168,7 @@ def run(args):
         a.wait_for("A-READY")
 
         b = Shell(args, root, "b", "\r\n".join([
-            "alias /g", mine, f"alias {theirs}=echo from shell B", f"alias {mine}", ""]))
+            mine, f"alias {theirs}=echo from shell B", f"alias {mine}", ""]), ["//GlobalAliases=Yes"])
         out, err = b.finish()
         check("from shell A" in out, "shell B does not run shell A's alias", out, err)
         check("echo from shell A" in out, "shell B does not show shell A's alias", out, err)
