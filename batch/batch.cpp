@@ -199,6 +199,20 @@ int RunBatchFile(const CString &name, std::vector<CString> &argv, CString &args)
         tls->nBatchFrame--;
         return 2;
     }
+    if (tls->fNewBatchFlags & 0x800) {
+        // CALL :label runs the same file from the label, with the label as %0.
+        int rc = f->Argv.size() > 1 ? FindLabel(f->Argv[1], 1) : 1;
+        if (rc) {
+            tls->aBatchFrames.pop_back();
+            tls->nBatchFrame--;
+            tls->fNewBatchFlags = 0;
+            return rc == 1 ? BDError(87, nullptr) : rc;
+        }
+        f->Argv[0] = f->Argv[1];
+        f->Argv.erase(f->Argv.begin() + 1);
+        const wchar_t *rest = GetNthArgument(args.c_str(), 1);
+        f->sArgs = rest ? CString(rest) : CString();
+    }
     bool called = tls->fNewBatchFlags != 0;
     SkipState saved{};
     if (called) saved = TakeSkipState();

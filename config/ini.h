@@ -62,7 +62,8 @@ inline unsigned ParseFlagsValue() { return aIniFile.ParseFlags; }
 enum : unsigned {
     PF_NO_ALIASES = 0x01, PF_NO_NESTED_ALIASES = 0x02, PF_NO_VARIABLES = 0x04,
     PF_NO_NESTED_VARIABLES = 0x08, PF_NO_COMPOUND = 0x10, PF_NO_REDIRECTION = 0x20,
-    PF_NO_QUOTES = 0x40, PF_NO_ESCAPES = 0x80,
+    PF_NO_QUOTES = 0x40, PF_NO_ESCAPES = 0x80, PF_NO_INCLUDE_LISTS = 0x100,
+    PF_NO_FUNCTION_SKIP = 0x200,
 };
 
 // Sections of the ini file and their bits in nSectionMask.  Lines of a

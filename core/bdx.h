@@ -31,7 +31,9 @@ enum : int {
     ERROR_BD_BASE = 0x20000000,
     ERROR_BD_REDIR_SYNTAX = 0x20000000,
     ERROR_BD_UNKNOWN_COMMAND = 0x20000001,
+    ERROR_BD_SYNTAX = 0x20000000,
     ERROR_BD_NO_CLOSE_QUOTE = 0x20000003,
+    ERROR_BD_VARIABLE_LOOP = 0x20000010,
     ERROR_BD_UNKNOWN_CMD_LOOP = 0x20000011,
     ERROR_BD_EXTENSION_LOOP = 0x20000012,
     ERROR_BD_BATCH_ONLY = 0x2000001C,
@@ -41,6 +43,7 @@ enum : int {
     ERROR_BD_UNBALANCED_PARENS = 0x20000026,
     ERROR_BD_OPTION_SYNTAX = 0x20000033,
     ERROR_BD_UNKNOWN_OPTION = 0x20000046,
+    ERROR_BD_ARRAY_INDEX = 0x20000053,
     ERROR_BD_TOO_MANY_COMMANDS = 0x20000055,
     // Codes of this program with no fixed number elsewhere.
     ERROR_BD_NOT_AVAILABLE = 0x200000F0,
@@ -118,6 +121,7 @@ struct TLS_VARIABLES {
     int nBatchFrame = -1;
     std::deque<BATCHFRAME> aBatchFrames;    // a deque keeps frame pointers valid across pushes
     int nUnknownCmdDepth = 0, nExtensionDepth = 0;
+    int nVariableNesting = 0;   // depth of bracketed expansions (%@f[...], %[...])
     int fDebugRunFree = 0;
     int fSuppressTitle = 0;
     wchar_t szJoinMarker[4] = L"&| ";
