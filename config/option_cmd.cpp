@@ -10,6 +10,7 @@
 #include "core/bdx.h"
 #include "core/cmdtable.h"
 #include "core/format.h"
+#include "vars/lists.h"
 
 namespace {
 
@@ -21,6 +22,7 @@ struct SCRATCHBLOCK {
     void Keep() {
         CopyIniBlock(&aIniFile, &block);
         SaveIniData();
+        ReconcileListModes();
     }
 };
 

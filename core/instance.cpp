@@ -10,6 +10,7 @@
 #include "core/format.h"
 #include "core/launch.h"
 #include "core/instance.h"
+#include "vars/lists.h"
 #include "batch/batch.h"
 
 // Counters shared by every process that loads the library.
@@ -184,6 +185,7 @@ BD_EXPORT int InitializeDLL(wchar_t *iniFile) {
         aGlobals.fDelayedExpansion = aIniFile.DelayedExpansion;
         aGlobals.fCMDExtensions = aIniFile.CMDExtensions;
         ResetParsingFlags();
+        InitializeLocalGlobalLists();
         SetExecutableFiles();
         ConsoleANSI();
         DisableInternalCommand(L"DDEEXEC");

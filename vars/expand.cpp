@@ -2,8 +2,6 @@
 // fixed steps; the expansion engines hook in here.
 #include "core/bdx.h"
 
-int ExpandAliases(CString &) { return 0; }
-
 // VariableExpansion turns the "%" forms of a line into their values, in
 // place and left to right, over the line's first command only: what lies
 // behind the first separator, pipe or " && " is expanded when its own turn
