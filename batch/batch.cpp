@@ -130,7 +130,7 @@ int OpenBatchFile() {
         else if (QueryIsFileUTF8(f->hFile)) f->fFlags |= BF_UTF8;
         LARGE_INTEGER zero{}, pos{};
         SetFilePointerEx(f->hFile, zero, &pos, FILE_CURRENT);
-        f->lOffset = pos.QuadPart;
+        f->lOffset = f->lTextStart = pos.QuadPart;
     }
     LARGE_INTEGER to;
     to.QuadPart = f->lOffset;
@@ -168,6 +168,7 @@ int LoadBtmImage() {
     } else if (aIniFile.UTF8 && QueryIsTextUTF8(image.data(), image.size())) {
         f->fFlags |= BF_UTF8;
     }
+    f->lTextStart = f->lOffset;
     if (f->fFlags & BF_UTF16) image.append("\x1A\0", 2);
     else image += '\x1A';
     f->sBtmImage = std::move(image);
@@ -281,6 +282,7 @@ void CloseBatchFile() {
     if (!f || f->hFile == INVALID_HANDLE_VALUE || f->hFile == BTM_IN_MEMORY) return;
     CloseHandle(f->hFile);
     f->hFile = INVALID_HANDLE_VALUE;
+    f->sChunk.clear();
 }
 
 // Read up to kChunk bytes from the file's start, then go back to where it was.

@@ -29,16 +29,8 @@ bool ScanLine(BATCHFRAME *f, CString &line) {
 }
 
 void Rewind(BATCHFRAME *f) {
-    f->lOffset = 0;
     f->nLineNumber = 0;
-    if (f->hFile == BTM_IN_MEMORY) {
-        if ((f->fFlags & BF_UTF16) && f->sBtmImage.size() >= 2 && (unsigned char)f->sBtmImage[0] == 0xFF)
-            f->lOffset = 2;
-        return;
-    }
-    CloseBatchFile();
-    f->fFlags &= ~(BF_UTF16 | BF_UTF8);
-    OpenBatchFile();
+    f->lOffset = f->lTextStart;
 }
 
 // Strip a wanted label name as GOTO and GOSUB take it.
@@ -270,13 +262,21 @@ int Call_Command(CString &args) {
     args.Trim();
     if (args.empty()) return BDError(87, nullptr);
     tls->fNewBatchFlags = 1;
-    CString line = args;
     BATCHFRAME *f = CurrentFrame();
-    if (args.At(0) == L':' && f) {
-        line = FormatStr((f->fFlags & BF_LIBRARY) ? L"%s %s" : L"\"%s\" %s", f->sBatchName.c_str(), args.c_str());
+    int rc;
+    if (args.At(0) == L':' && f && !(f->fFlags & BF_LIBRARY)) {
+        // CALL :label starts this same file again: no search is needed.
         tls->fNewBatchFlags |= 0x800;
+        std::vector<CString> argv;
+        CString text = args;
+        ParseArguments_S(text, f->sBatchName.c_str(), PA_SPLIT | PA_CONVERT, &argv);
+        CString name = f->sBatchName;
+        rc = RunBatchFile(name, argv, args);
+    } else {
+        CString line = args;
+        if (args.At(0) == L':' && f) line = FormatStr(L"%s %s", f->sBatchName.c_str(), args.c_str());
+        rc = Command_S(line, 0);
     }
-    int rc = Command_S(line, 0);
     tls->fNewBatchFlags = 0;
     return rc;
 }

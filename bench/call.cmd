@@ -1,5 +1,5 @@
 @echo off
-rem A CALL :label loop.
+rem A subroutine called by label, in a loop.
 set /a k=0
 :next
 call :bump

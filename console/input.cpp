@@ -125,33 +125,89 @@ int egets(CString &line, int maxChars, int, const wchar_t *) {
 
 namespace {
 
-// A line of the current frame's in-memory image.  0x1A ends the text
-// without being consumed; CR (with a following LF) or LF ends a line.
-int ReadImageLine(BATCHFRAME *f, CString &line, bool wide, bool utf8, int maxChars) {
-    const std::string &image = f->sBtmImage;
-    size_t unit = wide ? 2 : 1, at = (size_t)f->lOffset, end = at;
-    auto charAt = [&](size_t k) -> wchar_t {
-        if (k + unit > image.size()) return 0x1A;
-        return wide ? (wchar_t)((unsigned char)image[k] | ((unsigned char)image[k + 1] << 8)) : (unsigned char)image[k];
+// Split one line off a buffer of bytes at offset at.  0x1A ends the text
+// without being consumed; CR (with a following LF) or LF ends a line, and
+// with crcrlf a CR CR LF too.  *ended is false when the buffer ran out
+// before a line end (more may follow in the file).  Returns the bytes
+// consumed, line end included.
+size_t SplitLine(const std::string &buf, size_t at, bool wide, bool utf8, bool crcrlf, int maxChars, CString &line,
+                 bool *ended) {
+    size_t unit = wide ? 2 : 1, end = at, consumed = 0;
+    auto charAt = [&](size_t k) -> int {
+        if (k + unit > buf.size()) return -1;
+        return wide ? ((unsigned char)buf[k] | ((unsigned char)buf[k + 1] << 8)) : (unsigned char)buf[k];
     };
-    size_t consumed = 0;
-    int count = 0;
-    for (; charAt(end) != 0x1A && count < maxChars; end += unit, count++) {
-        wchar_t c = charAt(end);
+    *ended = true;
+    for (int count = 0;; end += unit, count++) {
+        int c = charAt(end);
+        if (c < 0) {
+            *ended = false;
+            break;
+        }
+        if (c == 0x1A || count >= maxChars) break;
         if (c == L'\n') {
             consumed = unit;
             break;
         }
         if (c == L'\r') {
-            consumed = charAt(end + unit) == L'\n' ? 2 * unit : unit;
+            int next = charAt(end + unit);
+            if (next < 0) *ended = false;
+            consumed = next == L'\n' ? 2 * unit : unit;
+            if (crcrlf && next == L'\r' && charAt(end + 2 * unit) == L'\n') consumed = 3 * unit;
             break;
         }
     }
-    if (wide) line.append((const wchar_t *)(image.data() + at), (end - at) / 2);
-    else line += FromCodePage(image.data() + at, (int)(end - at), utf8 ? CP_UTF8 : GetACP());
-    size_t total = end - at + consumed;
+    if (wide) line.append((const wchar_t *)(buf.data() + at), (end - at) / 2);
+    else line += FromCodePage(buf.data() + at, (int)(end - at), utf8 ? CP_UTF8 : GetACP());
+    return end - at + consumed;
+}
+
+int ReadImageLine(BATCHFRAME *f, CString &line, bool wide, bool utf8, int maxChars) {
+    bool ended;
+    size_t total = SplitLine(f->sBtmImage, (size_t)f->lOffset, wide, utf8, false, maxChars, line, &ended);
     f->lOffset += (long long)total;
-    return (int)(total / unit);
+    return (int)(total / (wide ? 2 : 1));
+}
+
+// Load the frame's read cache with the file's bytes from offset on.
+bool LoadChunk(BATCHFRAME *f, size_t size) {
+    LARGE_INTEGER to;
+    to.QuadPart = f->lOffset;
+    f->sChunk.assign(size, '\0');
+    DWORD got = 0;
+    if (!SetFilePointerEx(f->hFile, to, nullptr, FILE_BEGIN) ||
+        !ReadFile(f->hFile, f->sChunk.data(), (DWORD)size, &got, nullptr))
+        got = 0;
+    f->sChunk.resize(got);
+    f->lChunkStart = f->lOffset;
+    f->fChunkAtEnd = got < size;
+    return got > 0;
+}
+
+// A line of a batch file that is open.  The bytes are read in chunks that
+// stay valid while the file stays open: anything that may change the file
+// (an external program, a command that writes files) closes it first, and
+// closing drops the chunk.
+int ReadFrameLine(BATCHFRAME *f, CString &line, bool wide, bool utf8, int maxChars) {
+    const size_t unit = wide ? 2 : 1, bigChunk = (size_t)maxChars * unit + 8;
+    for (int attempt = 0; attempt < 3; attempt++) {
+        long long rel = f->lOffset - f->lChunkStart;
+        bool inChunk = !f->sChunk.empty() && rel >= 0 && rel < (long long)f->sChunk.size();
+        if (!inChunk || attempt > 0) {
+            if (attempt == 2) return 0;
+            if (!LoadChunk(f, attempt ? bigChunk : 32768)) return 0;
+            rel = 0;
+        }
+        CString text;
+        bool ended;
+        size_t total = SplitLine(f->sChunk, (size_t)rel, wide, utf8, true, maxChars, text, &ended);
+        if (!ended && !f->fChunkAtEnd) continue;
+        if (!total) return 0;
+        line += text;
+        f->lOffset += (long long)total;
+        return (int)(total / unit);
+    }
+    return 0;
 }
 
 }  // namespace
@@ -163,10 +219,10 @@ int GetNextLine(HANDLE handle, CString &line, int flags, const wchar_t *prompt, 
     bool utf8 = (flags & 0x20000) != 0;
     BATCHFRAME *frame = CurrentFrame();
     if (handle == BTM_IN_MEMORY) return frame ? ReadImageLine(frame, line, wide, utf8, maxChars) : 0;
+    if (frame && handle == frame->hFile) return ReadFrameLine(frame, line, wide, utf8, maxChars);
     if (!(flags & 0x8000) && GetFileType(handle) == FILE_TYPE_PIPE)
         return ReadPipeLine(handle, line, wide || GetTLS()->nOutputEncoding == 3, maxChars);
     int consumed = ReadFileLine(handle, line, wide, utf8, maxChars);
-    if (frame && handle == frame->hFile) frame->lOffset += consumed;
     return wide ? consumed / 2 : consumed;
 }
 

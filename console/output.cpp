@@ -182,6 +182,13 @@ int CrLf() { return wwriteXP(StdOut(), L"\r\n", 2); }
 int QPutc(HANDLE handle, wchar_t c) { return wwriteXP(handle, &c, 1); }
 
 void tty_yield(int wait) {
+    // Each turn costs a trip to the system; without a wait, one turn per
+    // 10 ms is enough for queued breaks and window messages, and it keeps
+    // tight batch loops fast.
+    static thread_local ULONGLONG lastTurn = 0;
+    ULONGLONG now = GetTickCount64();
+    if (!wait && now - lastTurn < 10) return;
+    lastTurn = now;
     SleepEx(0, TRUE);
     MSG msg;
     if (wait && GetMessageW(&msg, nullptr, 0, 0) > 0) {

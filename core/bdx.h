@@ -82,6 +82,10 @@ struct BATCHFRAME {
     UINT nSavedErrorMode = 0;
     CString sSavedTitle;
     std::string sBtmImage;           // the file's bytes when it runs from memory
+    std::string sChunk;              // read cache of an open file, dropped when it closes
+    long long lChunkStart = 0;       // file offset of sChunk
+    bool fChunkAtEnd = false;        // sChunk reaches the end of the file
+    long long lTextStart = 0;        // offset behind a byte-order mark
     unsigned fFlags = 0;
     int nFrameExit = 0;              // the value QUIT, CANCEL or EXIT left for the caller
     int nGosubResult = 0;
