@@ -29,7 +29,7 @@ best_ms() {
 }
 
 printf '%-12s %10s %10s %8s\n' script BDX cmd.exe ratio
-for script in loop.cmd strings.cmd call.cmd; do
+for script in loop.cmd strings.cmd callloop.cmd; do
     bdx=$(best_ms "$WINE" "$BDX" /C "$script"); bdxOut=$LAST
     cmd=$(best_ms "$WINE" cmd /c "$script"); cmdOut=$LAST
     [[ $bdxOut == "$cmdOut" ]] || echo "  note: outputs differ: BDX '$bdxOut' cmd '$cmdOut'"
