@@ -15,24 +15,6 @@ namespace {
 constexpr int kMaxFrame = 99;
 constexpr int kChunk = 2048;
 
-// The eight bytes of IFF and DO skip state, saved and restored as a whole.
-struct SkipState {
-    unsigned char iffState, iffActive, iffNested, doActive, doNested, doLeave;
-};
-
-SkipState TakeSkipState() {
-    TLS_VARIABLES *t = GetTLS();
-    SkipState s{t->bIffState, t->nIffActive, t->nIffNested, t->nDoActive, t->nDoNested, t->nDoLeave};
-    t->bIffState = t->nIffActive = t->nIffNested = t->nDoActive = t->nDoNested = t->nDoLeave = 0;
-    return s;
-}
-
-void RestoreSkipState(const SkipState &s) {
-    TLS_VARIABLES *t = GetTLS();
-    t->bIffState = s.iffState, t->nIffActive = s.iffActive, t->nIffNested = s.iffNested;
-    t->nDoActive = s.doActive, t->nDoNested = s.doNested, t->nDoLeave = s.doLeave;
-}
-
 bool HasExtension(const CString &name, const wchar_t *ext) {
     size_t n = wcslen(ext);
     return name.size() >= n && StrICmp(name.c_str() + name.size() - n, ext) == 0;
@@ -105,6 +87,19 @@ bool HandleThrown(int code, int *result) {
 }
 
 }  // namespace
+
+SkipState TakeSkipState() {
+    TLS_VARIABLES *t = GetTLS();
+    SkipState s{t->bIffState, t->nIffActive, t->nIffNested, t->nDoActive, t->nDoNested, t->nDoLeave};
+    t->bIffState = t->nIffActive = t->nIffNested = t->nDoActive = t->nDoNested = t->nDoLeave = 0;
+    return s;
+}
+
+void RestoreSkipState(const SkipState &s) {
+    TLS_VARIABLES *t = GetTLS();
+    t->bIffState = s.iffState, t->nIffActive = s.iffActive, t->nIffNested = s.iffNested;
+    t->nDoActive = s.doActive, t->nDoNested = s.doNested, t->nDoLeave = s.doLeave;
+}
 
 int OpenBatchFile() {
     BATCHFRAME *f = CurrentFrame();

@@ -25,3 +25,11 @@ int GosubInFile(CString &args);
 // 1 (IF) and 2 (IFF): a command follows, and the line keeps only it.
 int TestCondition(CString &line, int mode);
 int CompareStrings(const wchar_t *a, const wchar_t *b, unsigned flags);
+
+// The IFF and DO skip state, saved, zeroed and restored as a whole around
+// CALL and GOSUB.
+struct SkipState {
+    unsigned char iffState, iffActive, iffNested, doActive, doNested, doLeave;
+};
+SkipState TakeSkipState();
+void RestoreSkipState(const SkipState &s);

@@ -116,23 +116,6 @@ void DeleteNamedParameters(BATCHFRAME *f) {
     f->sGosubArgs.clear();
 }
 
-struct SkipState6 {
-    unsigned char v[6];
-};
-
-SkipState6 TakeSkip() {
-    TLS_VARIABLES *t = GetTLS();
-    SkipState6 s{{t->bIffState, t->nIffActive, t->nIffNested, t->nDoActive, t->nDoNested, t->nDoLeave}};
-    t->bIffState = t->nIffActive = t->nIffNested = t->nDoActive = t->nDoNested = t->nDoLeave = 0;
-    return s;
-}
-
-void PutSkip(const SkipState6 &s) {
-    TLS_VARIABLES *t = GetTLS();
-    t->bIffState = s.v[0], t->nIffActive = s.v[1], t->nIffNested = s.v[2];
-    t->nDoActive = s.v[3], t->nDoNested = s.v[4], t->nDoLeave = s.v[5];
-}
-
 }  // namespace
 
 int FindLabel(const CString &args, int flags) {
@@ -164,7 +147,7 @@ int Goto_Command(CString &args) {
     if (rc || keep) return rc == BATCH_RETURN ? rc : BATCH_ABORT;
     TLS_VARIABLES *tls = GetTLS();
     bool inDo = tls->nDoActive != 0;
-    TakeSkip();
+    TakeSkipState();
     return inDo ? BATCH_RETURN : BATCH_ABORT;
 }
 
@@ -182,7 +165,7 @@ int Gosub_Command(CString &args) {
         f->sGosubArgs = savedArgs;
         return rc;
     }
-    SkipState6 skip = TakeSkip();
+    SkipState skip = TakeSkipState();
     int savedResult = f->nGosubResult;
     f->nGosubResult = 0;
     int level = f->nGosubVarLevel;
@@ -193,13 +176,13 @@ int Gosub_Command(CString &args) {
     if (loop == 3 && f) f->lOffset = -1;
     if (!f || f->sBatchName != name) {
         if (f) f->lOffset = -1;
-        PutSkip(skip);
+        RestoreSkipState(skip);
         return BATCH_ABORT;
     }
     if (f->lOffset >= 0) {
         f->lOffset = offset;
         f->nLineNumber = lineNumber;
-        PutSkip(skip);
+        RestoreSkipState(skip);
     }
     if (f->nGosubVarLevel > level) DeleteNamedParameters(f);
     f->sGosubArgs = savedArgs;
@@ -238,10 +221,10 @@ int GosubInFile(CString &args) {
         tls->nBatchFrame--;
         return 2;
     }
-    SkipState6 skip = TakeSkip();
+    SkipState skip = TakeSkipState();
     int rc = Gosub_Command(args);
     ExitBatchFile();
-    PutSkip(skip);
+    RestoreSkipState(skip);
     return rc;
 }
 

@@ -1,6 +1,7 @@
 // The internal command table: lookup, enable state, flags, the ? command
 // and the /? usage texts.
 #include "core/cmdtable.h"
+#include "core/nametable.h"
 #include <cwchar>
 #include "console/output.h"
 #include "core/args.h"
@@ -21,24 +22,8 @@ constexpr const wchar_t *kNames[] = {
 #undef BD_COMMAND
 };
 
-constexpr wchar_t LowerAscii(wchar_t c) { return c >= L'A' && c <= L'Z' ? wchar_t(c + 32) : c; }
-
-constexpr int CompareAscii(const wchar_t *a, const wchar_t *b) {
-    for (;; a++, b++) {
-        wchar_t x = LowerAscii(*a), y = LowerAscii(*b);
-        if (x != y) return x < y ? -1 : 1;
-        if (!x) return 0;
-    }
-}
-
-constexpr bool TableIsSorted() {
-    for (size_t i = 1; i < sizeof(kNames) / sizeof(kNames[0]); i++)
-        if (CompareAscii(kNames[i - 1], kNames[i]) >= 0) return false;
-    return true;
-}
-
 static_assert(sizeof(kNames) / sizeof(kNames[0]) == 248, "the command table has 248 rows");
-static_assert(TableIsSorted(), "the command table must be sorted by name, without case");
+static_assert(IsSortedNames(kNames), "the command table must be sorted by name, without case");
 
 constexpr int kMaxName = 15;
 

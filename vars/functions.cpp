@@ -5,6 +5,7 @@
 // switch on that number.
 #include <new>
 #include "core/args.h"
+#include "core/nametable.h"
 #include "core/format.h"
 #include "vars/func_internal.h"
 
@@ -22,19 +23,9 @@ constexpr FUNCROW aFunctions[] = {
 };
 constexpr int nFunctions = (int)(sizeof(aFunctions) / sizeof(aFunctions[0]));
 
-constexpr wchar_t LowerAscii(wchar_t c) { return c >= L'A' && c <= L'Z' ? wchar_t(c + 32) : c; }
-
-constexpr int CompareAscii(const wchar_t *a, const wchar_t *b) {
-    for (;; a++, b++) {
-        wchar_t x = LowerAscii(*a), y = LowerAscii(*b);
-        if (x != y) return x < y ? -1 : 1;
-        if (!x) return 0;
-    }
-}
-
 constexpr bool TableIsSorted() {
     for (int i = 1; i < nFunctions; i++)
-        if (CompareAscii(aFunctions[i - 1].pszName, aFunctions[i].pszName) >= 0) return false;
+        if (CompareLower(aFunctions[i - 1].pszName, aFunctions[i].pszName) >= 0) return false;
     return true;
 }
 

@@ -4,6 +4,7 @@
 #include "vars/internals.h"
 #include "core/args.h"
 #include "core/format.h"
+#include "core/nametable.h"
 #include "vars/functions.h"
 
 const INTERNALROW aInternalVariables[] = {
@@ -35,32 +36,11 @@ constexpr const wchar_t *kCounterNames[] = {
 #undef BD_COUNTER
 };
 
-// The tables hold lower-case names, so both the compile-time check and the
-// search compare in lower case ("zip_errors" before "zipsfx_errors").
-constexpr wchar_t LowerAscii(wchar_t c) { return c >= L'A' && c <= L'Z' ? wchar_t(c + 32) : c; }
-
-constexpr int CompareLower(const wchar_t *a, const wchar_t *b) {
-    for (;; a++, b++) {
-        wchar_t x = LowerAscii(*a), y = LowerAscii(*b);
-        if (x != y) return x < y ? -1 : 1;
-        if (!x) return 0;
-    }
-}
-
-template <size_t N> constexpr bool IsSortedLower(const wchar_t *const (&names)[N]) {
-    for (size_t i = 1; i < N; i++)
-        if (CompareLower(names[i - 1], names[i]) >= 0) return false;
-    for (size_t i = 0; i < N; i++)
-        for (const wchar_t *p = names[i]; *p; p++)
-            if (*p >= L'A' && *p <= L'Z') return false;
-    return true;
-}
-
 static_assert(sizeof(kVariableNames) / sizeof(kVariableNames[0]) == 223,
               "the internal variable table has 223 rows");
-static_assert(IsSortedLower(kVariableNames), "internal variables must be lower case and sorted");
+static_assert(IsSortedNames(kVariableNames) && IsAllLower(kVariableNames), "internal variables must be lower case and sorted");
 static_assert(sizeof(kCounterNames) / sizeof(kCounterNames[0]) == 83, "the counter table has 83 rows");
-static_assert(IsSortedLower(kCounterNames), "command counters must be lower case and sorted");
+static_assert(IsSortedNames(kCounterNames) && IsAllLower(kCounterNames), "command counters must be lower case and sorted");
 
 int CompareNameNoCase(const wchar_t *a, const wchar_t *b) {
     for (;; a++, b++) {
