@@ -25,3 +25,6 @@ int GosubInFile(CString &args);
 // 1 (IF) and 2 (IFF): a command follows, and the line keeps only it.
 int TestCondition(CString &line, int mode);
 int CompareStrings(const wchar_t *a, const wchar_t *b, unsigned flags);
+
+// DELAY UNTIL's moment (local time) from its text; 0 or an error code.
+int ParseDelayMoment(const CString &text, SYSTEMTIME *when);
