@@ -33,3 +33,5 @@ struct SkipState {
 };
 SkipState TakeSkipState();
 void RestoreSkipState(const SkipState &s);
+// DELAY UNTIL's moment (local time) from its text; 0 or an error code.
+int ParseDelayMoment(const CString &text, SYSTEMTIME *when);
