@@ -3,5 +3,5 @@ rem A GOTO counting loop with SET /A and an IF.
 set /a i=0
 :top
 set /a i=i+1
-if %i% lss 2000 goto top
+if %i% lss 20000 goto top
 echo %i%

@@ -15,12 +15,12 @@ cp "$ROOT"/bench/*.cmd "$ROOT"/bench/*.btm "$WORK"
 cd "$WORK"
 
 # Best wall time in milliseconds over REPEATS runs; the output of the last
-# run is kept in $LAST so that both shells can be checked to agree.
+# run is kept in last.txt so that both shells can be checked to agree.
 best_ms() {
     local best=0 start end ms
     for ((r = 0; r < REPEATS; r++)); do
         start=$(date +%s%N)
-        LAST=$("$@" 2>&1 | tr -d '\r')
+        "$@" 2>&1 | tr -d '\r' >last.txt
         end=$(date +%s%N)
         ms=$(((end - start) / 1000000))
         ((best == 0 || ms < best)) && best=$ms
@@ -30,11 +30,11 @@ best_ms() {
 
 printf '%-12s %10s %10s %8s\n' script BDX cmd.exe ratio
 for script in loop.cmd strings.cmd callloop.cmd; do
-    bdx=$(best_ms "$WINE" "$BDX" /C "$script"); bdxOut=$LAST
-    cmd=$(best_ms "$WINE" cmd /c "$script"); cmdOut=$LAST
+    bdx=$(best_ms "$WINE" "$BDX" /C "$script"); bdxOut=$(cat last.txt)
+    cmd=$(best_ms "$WINE" cmd /c "$script"); cmdOut=$(cat last.txt)
     [[ $bdxOut == "$cmdOut" ]] || echo "  note: outputs differ: BDX '$bdxOut' cmd '$cmdOut'"
     ratio=$(awk -v a="$cmd" -v b="$bdx" 'BEGIN { printf "%.1f", a / (b > 0 ? b : 1) }')
     printf '%-12s %8d ms %8d ms %7sx\n' "$script" "$bdx" "$cmd" "$ratio"
 done
 btm=$(best_ms "$WINE" "$BDX" /C loop.btm)
-printf '%-12s %8d ms %10s   (%s)\n' loop.btm "$btm" "" "$LAST"
+printf '%-12s %8d ms %10s   (%s)\n' loop.btm "$btm" "" "$(cat last.txt)"

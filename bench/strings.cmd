@@ -5,5 +5,5 @@ set /a n=0
 :again
 set s=%s%x
 set /a n+=1
-if %n% lss 500 goto again
+if %n% lss 2000 goto again
 echo %n%
