@@ -22,6 +22,8 @@ one blank after the colon is syntax, the rest of the line is the value:
     expect-not: text     the screen does not contain text now
     expect-exit: n       wait until the shell has ended with exit code n
     sleep: ms            wait
+    file: name           create "name" in the working directory before the
+                         shell starts; its lines follow, each as "| line"
 
 Waits poll the screen every 100 ms and give up after 20 s with a dump of
 the screen.  The tmux server and whatever still runs in it are ended at the
@@ -39,7 +41,7 @@ POLL = 0.1
 TIMEOUT = 20.0
 LITERAL_KEYS = {"Home": "\x1b[H", "End": "\x1b[F"}
 ESCAPE_KEYS = ("Escape", "Esc")
-STEPS = ("size", "type", "key", "expect", "expect-line", "expect-not", "expect-exit", "sleep")
+STEPS = ("size", "type", "key", "expect", "expect-line", "expect-not", "expect-exit", "sleep", "file")
 
 
 class Failure(Exception):
@@ -51,6 +53,9 @@ def parse(path):
     with open(path, encoding="utf-8") as f:
         for number, line in enumerate(f, 1):
             line = line.rstrip("\r\n")
+            if line.startswith("|") and steps and steps[-1][1] == "file":
+                steps[-1][3].append(line[2:] if line.startswith("| ") else line[1:])
+                continue
             if not line.strip() or line.lstrip().startswith("#"):
                 continue
             word, colon, value = line.partition(":")
@@ -61,7 +66,7 @@ def parse(path):
                 value = value[1:]
             if word == "size" and any(s[1] != "size" for s in steps):
                 raise Failure(f"line {number}: size comes before every other step")
-            steps.append((number, word, value))
+            steps.append((number, word, value, []))
     return steps
 
 
@@ -144,6 +149,10 @@ def main():
     tag = f"bdxkeys-{os.getpid()}"
     s = Session(tag, tag)
     work = tempfile.mkdtemp(prefix="bdx-keys-")
+    for step in [st for st in steps if st[1] == "file"]:
+        with open(os.path.join(work, step[2]), "wb") as f:
+            f.write("".join(line + "\r\n" for line in step[3]).encode("utf-8"))
+    steps = [st for st in steps if st[1] != "file"]
     root = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
     command = ["env", "-u", "PROMPT2", "PROMPT=$P$G",
                "WINEPREFIX=" + os.environ.get("WINEPREFIX", os.path.join(root, ".wineprefix")),
