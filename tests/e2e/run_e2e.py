@@ -18,6 +18,8 @@ The expectations live in the script itself, as remarks:
     rem FILE: name       create "name" in the working directory before the run;
     rem | line           its lines follow, one "rem | " each (CRLF line ends)
 
+The run's working directory appears in the output as [work].
+
 One blank after the colon (or the bar) is part of the syntax; everything after
 it counts, trailing blanks included.  "@rem" works as well ("rem" lines are
 echoed while ECHO is ON).  The keyword is upper case; a remark that
@@ -212,6 +214,9 @@ def run(args):
             raw_out = f.read().decode("utf-8", errors="backslashreplace")
         with open(err_path, "rb") as f:
             raw_err = f.read().decode("utf-8", errors="backslashreplace")
+        # The run's directory changes every time: expectations name it [work].
+        raw_out = raw_out.replace(windows_path(work), "[work]")
+        raw_err = raw_err.replace(windows_path(work), "[work]")
     finally:
         if args.keep:
             print(f"kept {root}")
