@@ -150,6 +150,8 @@ int LoadBtmImage() {
     image.resize(got);
     CloseBatchFile();
     f->fFlags &= ~(BF_UTF16 | BF_UTF8);
+    // Loaded while running (LOADBTM ON), the frame keeps its place.
+    long long running = f->lOffset;
     f->lOffset = 0;
     int mask = IS_TEXT_UNICODE_UNICODE_MASK | IS_TEXT_UNICODE_REVERSE_MASK;
     if (image.size() >= 2 && image.size() % 2 == 0 &&
@@ -164,6 +166,7 @@ int LoadBtmImage() {
         f->fFlags |= BF_UTF8;
     }
     f->lTextStart = f->lOffset;
+    if (running > 0) f->lOffset = running;
     if (f->fFlags & BF_UTF16) image.append("\x1A\0", 2);
     else image += '\x1A';
     f->sBtmImage = std::move(image);

@@ -60,6 +60,7 @@ import tempfile
 import time
 
 PROJECT_ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+MAX_DIFF_LINES = 80
 MARKER = "@@BDXPROMPT@@"
 TIMEOUT = 30
 KEYWORDS = ("CHECK", "CHECKERR", "EXIT", "ARGS", "RUN", "FILE")
@@ -153,6 +154,9 @@ def diff(expected, actual, what):
         show = repr  # they differ in an escape-like text: show Python literals
     lines = difflib.unified_diff([show(s) for s in expected], [show(s) for s in actual],
                                  f"expected {what}", f"actual {what}", lineterm="", n=3)
+    lines = list(lines)
+    if len(lines) > MAX_DIFF_LINES:  # a runaway script: the start tells enough
+        lines = lines[:MAX_DIFF_LINES] + [f"... {len(lines) - MAX_DIFF_LINES} more diff lines"]
     return "\n".join(lines)
 
 
@@ -238,6 +242,7 @@ def run(args):
         print(f"PASS {name} ({spec['run']}, {len(out)} + {len(err)} lines, {elapsed:.1f} s)")
         return 0
     print(f"FAIL {name} ({spec['run']}): {' '.join(cmd)}")
+    raw_out = raw_out[:4000]
     for p in problems:
         print(p)
     print(f"exit code: {code}")
