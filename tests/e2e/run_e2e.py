@@ -242,7 +242,6 @@ def run(args):
         print(f"PASS {name} ({spec['run']}, {len(out)} + {len(err)} lines, {elapsed:.1f} s)")
         return 0
     print(f"FAIL {name} ({spec['run']}): {' '.join(cmd)}")
-    raw_out = raw_out[:4000]
     for p in problems:
         print(p)
     print(f"exit code: {code}")
