@@ -86,6 +86,26 @@ bool HandleThrown(int code, int *result) {
     return true;
 }
 
+// A CALL of the file the caller runs (CALL :label) takes the caller's text
+// instead of reading the file again: its in-memory image, or its read cache
+// when that holds the whole file.
+bool BorrowCallerText(BATCHFRAME *f, const BATCHFRAME *caller, const CString &name) {
+    if (!caller || !caller->sBatchName.EqualsNoCase(name.c_str())) return false;
+    bool image = caller->hFile == BTM_IN_MEMORY;
+    if (!image && (caller->sChunk.empty() || caller->lChunkStart != 0 || !caller->fChunkAtEnd)) return false;
+    if (image) {
+        f->sBtmImage = caller->sBtmImage;
+        f->hFile = BTM_IN_MEMORY;
+    } else {
+        f->sChunk = caller->sChunk;
+        f->lChunkStart = 0;
+        f->fChunkAtEnd = true;
+    }
+    f->fFlags |= caller->fFlags & (BF_UTF16 | BF_UTF8 | BF_PACKED);
+    f->lOffset = f->lTextStart = caller->lTextStart;
+    return true;
+}
+
 }  // namespace
 
 SkipState TakeSkipState() {
@@ -105,6 +125,7 @@ int OpenBatchFile() {
     BATCHFRAME *f = CurrentFrame();
     if (!f) return 0;
     if (f->hFile != INVALID_HANDLE_VALUE || (f->fFlags & BF_HOSTED)) return 1;
+    if (!f->sChunk.empty()) return 1;  // text borrowed from the caller: opened when it runs out
     for (;;) {
         f->hFile = CreateFileW(f->sBatchName.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -193,7 +214,9 @@ int RunBatchFile(const CString &name, std::vector<CString> &argv, CString &args)
     f->Argv = argv;
     f->sArgs = args;
     f->nEcho = echo;
-    if (HasExtension(name, L".btm") && LoadBtmImage()) {
+    if (tls->fNewBatchFlags && BorrowCallerText(f, caller, name)) {
+        // CALL of the file that is running: its text is at hand already.
+    } else if (HasExtension(name, L".btm") && LoadBtmImage()) {
         tls->aBatchFrames.pop_back();
         tls->nBatchFrame--;
         return 2;
@@ -265,6 +288,9 @@ int ExitBatchFile() {
     CString defer = f->sDefer;
     tls->aBatchFrames.pop_back();
     tls->nBatchFrame--;
+    // What ran in the frame may have rewritten the caller's file: the caller
+    // reads it afresh.
+    if (BATCHFRAME *caller = CurrentFrame()) caller->sChunk.clear();
     for (size_t at = 0; at < defer.size();) {
         size_t end = defer.find(L'\n', at);
         if (end == CString::npos) end = defer.size();
@@ -277,10 +303,11 @@ int ExitBatchFile() {
 
 void CloseBatchFile() {
     BATCHFRAME *f = CurrentFrame();
-    if (!f || f->hFile == INVALID_HANDLE_VALUE || f->hFile == BTM_IN_MEMORY) return;
+    if (!f || f->hFile == BTM_IN_MEMORY) return;
+    f->sChunk.clear();
+    if (f->hFile == INVALID_HANDLE_VALUE) return;
     CloseHandle(f->hFile);
     f->hFile = INVALID_HANDLE_VALUE;
-    f->sChunk.clear();
 }
 
 // Read up to kChunk bytes from the file's start, then go back to where it was.

@@ -20,6 +20,22 @@ namespace {
 
 bool InSet(const wchar_t *set, wchar_t c) { return c && set && wcschr(set, c) != nullptr; }
 
+// A character set as a bit mask over the ASCII range, so that the walk over
+// a long line tests each character with one bit test; characters above
+// ASCII fall back to the set's text.
+struct CharSet {
+    const wchar_t *text;
+    unsigned long long bits[2] = {0, 0};
+    explicit CharSet(const wchar_t *set) : text(set) {
+        for (const wchar_t *p = set; p && *p; p++)
+            if (*p < 128) bits[*p >> 6] |= 1ULL << (*p & 63);
+    }
+    bool Has(wchar_t c) const {
+        if (c < 128) return c && (bits[c >> 6] >> (c & 63)) & 1;
+        return InSet(text, c);
+    }
+};
+
 struct ScanState {
     const wchar_t *stops;
     const wchar_t *quotes;
@@ -110,9 +126,10 @@ const wchar_t *scan(const wchar_t *text, const wchar_t *stops, const wchar_t *qu
     ScanState s{stops, quotes, EscapeCharValue(), CommandSepChar(), ParseFlagsValue()};
     bool noStops = stops && !*stops;
     bool lookForPlus = !stops && s.pseudo();
+    const CharSet quoteSet(quotes), stopSet(stops);
     for (const wchar_t *p = text; *p; p++) {
         wchar_t c = *p;
-        if (InSet(quotes, c) && !InSet(stops, c) &&
+        if (quoteSet.Has(c) && !stopSet.Has(c) &&
             (!(s.flags & PF_NO_QUOTES) || c == L'(' || c == L'[')) {
             if (c == L'(' || c == L'[') {
                 bool stopHere = false;
@@ -141,7 +158,7 @@ const wchar_t *scan(const wchar_t *text, const wchar_t *stops, const wchar_t *qu
         if (noStops) continue;
         if (!stops) {
             if (!(s.flags & PF_NO_COMPOUND) && IsSeparator(s, text, p)) return p;
-        } else if (InSet(stops, c)) {
+        } else if (stopSet.Has(c)) {
             if (c != SwitchCharValue() || !QueryIsDelimiter(p[1])) return p;
         }
         if (c == L'%' && p[1] == L'+' && lookForPlus) {

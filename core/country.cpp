@@ -4,9 +4,16 @@
 
 namespace {
 
+// The user's locale is read once: each read is a registry look-up, and the
+// evaluator and the numeric tests ask for these characters all the time.
 wchar_t LocaleChar(LCTYPE type, wchar_t fallback) {
-    wchar_t buffer[8];
-    return GetLocaleInfoW(LOCALE_USER_DEFAULT, type, buffer, 8) > 1 ? buffer[0] : fallback;
+    static wchar_t decimal = 0, thousands = 0;
+    wchar_t &cached = type == LOCALE_SDECIMAL ? decimal : thousands;
+    if (!cached) {
+        wchar_t buffer[8];
+        cached = GetLocaleInfoW(LOCALE_USER_DEFAULT, type, buffer, 8) > 1 ? buffer[0] : fallback;
+    }
+    return cached;
 }
 
 // Choice index of DecimalChar/ThousandsChar: 0 Auto, then ".", ",", "'".
