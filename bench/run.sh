@@ -3,14 +3,8 @@
 # by Wine's cmd.exe side by side, and the same work as a .BTM; prints the
 # times and the ratios.  Usage: bench/run.sh [repeats]
 set -euo pipefail
-ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-source "$ROOT/tools/wine-env.sh"
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 REPEATS=${1:-3}
-BDX=$ROOT/build/bin/BDX.EXE
-[[ -f $BDX ]] || { echo "build first: tools/build.sh" >&2; exit 1; }
-trap wine_stop EXIT
-wine_start
-WORK=$(mktemp -d)
 cp "$ROOT"/bench/*.cmd "$ROOT"/bench/*.btm "$WORK"
 cd "$WORK"
 

@@ -2,14 +2,9 @@
 # Start-up time of "BDX.EXE /C exit" beside Wine's own "cmd /c exit",
 # measured in one run with a warm wineserver.  Usage: bench/startup.sh [runs]
 set -euo pipefail
-ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-source "$ROOT/tools/wine-env.sh"
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 RUNS=${1:-20}
-BDX=$ROOT/build/bin/BDX.EXE
-[[ -f $BDX ]] || { echo "build first: tools/build.sh" >&2; exit 1; }
-trap wine_stop EXIT
-wine_start
-cd "$(mktemp -d)"
+cd "$WORK"
 
 # Mean wall time in milliseconds of RUNS runs of the command.
 mean_ms() {
