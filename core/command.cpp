@@ -9,6 +9,7 @@
 #include "core/cmdtable.h"
 #include "core/command_internal.h"
 #include "core/format.h"
+#include "console/screen.h"
 #include "core/redir.h"
 
 namespace {
@@ -157,6 +158,16 @@ int EndOfDuplicateIf(const CString &line) {
     return (int)line.size();
 }
 
+// A change of the ANSI option made by the previous command (SETDOS /A,
+// OPTION) reaches the console before the next one runs.  The console is
+// asked only when the option changed, since each question is a system call.
+void ApplyConsoleOptions() {
+    static int applied = -1;
+    if ((int)aIniFile.ANSI == applied) return;
+    applied = (int)aIniFile.ANSI;
+    ConsoleANSI();
+}
+
 // Step over commands that && or || rule out.
 void SkipChained(CString &tail, int &chain, int result) {
     while (((chain & CHAIN_AND) && result != 0) || ((chain & CHAIN_OR) && result == 0)) {
@@ -219,6 +230,7 @@ static bool RunNextCommand(LineState &s) {
     bool echo = s.echo;
     line.TrimLeft(L"= \t\r\n,;");
     if (line.empty()) return false;
+    ApplyConsoleOptions();
     StripBackQuoteWrapper(line);
     if (int rc = ExpandAliases(line)) {
         s.result = rc;
