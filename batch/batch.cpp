@@ -86,21 +86,12 @@ bool HandleThrown(int code, int *result) {
     return true;
 }
 
-// A CALL of the file the caller runs (CALL :label) takes the caller's text
-// instead of reading the file again: its in-memory image, or its read cache
-// when that holds the whole file.
-bool BorrowCallerText(BATCHFRAME *f, const BATCHFRAME *caller, const CString &name) {
-    if (!caller || !caller->sBatchName.EqualsNoCase(name.c_str())) return false;
-    bool image = caller->hFile == BTM_IN_MEMORY;
-    if (!image && (caller->sChunk.empty() || caller->lChunkStart != 0 || !caller->fChunkAtEnd)) return false;
-    if (image) {
-        f->sBtmImage = caller->sBtmImage;
-        f->hFile = BTM_IN_MEMORY;
-    } else {
-        f->sChunk = caller->sChunk;
-        f->lChunkStart = 0;
-        f->fChunkAtEnd = true;
-    }
+// A CALL of a .BTM that is running (CALL :label) takes the caller's image
+// instead of reading the file again.
+bool BorrowCallerImage(BATCHFRAME *f, const BATCHFRAME *caller, const CString &name) {
+    if (!caller || caller->hFile != BTM_IN_MEMORY || !caller->sBatchName.EqualsNoCase(name.c_str())) return false;
+    f->sBtmImage = caller->sBtmImage;
+    f->hFile = BTM_IN_MEMORY;
     f->fFlags |= caller->fFlags & (BF_UTF16 | BF_UTF8 | BF_PACKED);
     f->lOffset = f->lTextStart = caller->lTextStart;
     return true;
@@ -125,7 +116,6 @@ int OpenBatchFile() {
     BATCHFRAME *f = CurrentFrame();
     if (!f) return 0;
     if (f->hFile != INVALID_HANDLE_VALUE || (f->fFlags & BF_HOSTED)) return 1;
-    if (!f->sChunk.empty()) return 1;  // text borrowed from the caller: opened when it runs out
     for (;;) {
         f->hFile = CreateFileW(f->sBatchName.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -214,8 +204,8 @@ int RunBatchFile(const CString &name, std::vector<CString> &argv, CString &args)
     f->Argv = argv;
     f->sArgs = args;
     f->nEcho = echo;
-    if (tls->fNewBatchFlags && BorrowCallerText(f, caller, name)) {
-        // CALL of the file that is running: its text is at hand already.
+    if (tls->fNewBatchFlags && BorrowCallerImage(f, caller, name)) {
+        // CALL of the .BTM that is running: its image is at hand already.
     } else if (HasExtension(name, L".btm") && LoadBtmImage()) {
         tls->aBatchFrames.pop_back();
         tls->nBatchFrame--;
@@ -303,9 +293,8 @@ int ExitBatchFile() {
 
 void CloseBatchFile() {
     BATCHFRAME *f = CurrentFrame();
-    if (!f || f->hFile == BTM_IN_MEMORY) return;
+    if (!f || f->hFile == INVALID_HANDLE_VALUE || f->hFile == BTM_IN_MEMORY) return;
     f->sChunk.clear();
-    if (f->hFile == INVALID_HANDLE_VALUE) return;
     CloseHandle(f->hFile);
     f->hFile = INVALID_HANDLE_VALUE;
 }

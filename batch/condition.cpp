@@ -8,6 +8,7 @@
 #include "core/bdx.h"
 #include "core/cmdtable.h"
 #include "core/format.h"
+#include "core/launch.h"
 #include <tlhelp32.h>
 #include "vars/eval.h"
 #include "vars/regex.h"
@@ -43,13 +44,6 @@ struct Reader {
         return GetNthArgument(line.c_str(), index | kWordFlags | ARG_NO_SWITCH_SPLIT, word) != 0;
     }
 };
-
-bool IsFileOrDirectory(const CString &name, DWORD mustHave, DWORD mustNotHave) {
-    CString n = name;
-    StripQuotes_S(n);
-    DWORD attr = GetFileAttributesW(n.c_str());
-    return attr != INVALID_FILE_ATTRIBUTES && (attr & mustHave) == mustHave && !(attr & mustNotHave);
-}
 
 bool OpensFor(const CString &name, DWORD access) {
     CString n = name;
@@ -128,8 +122,8 @@ int KeywordTest(const CString &keyword, const CString &operand) {
     const CString &k = keyword;
     if (k.EqualsNoCase(L"exist")) {
         wchar_t last = operand.empty() ? 0 : operand.back();
-        return last == L'\\' || last == L'/' ? IsFileOrDirectory(operand, FILE_ATTRIBUTE_DIRECTORY, 0)
-                                             : IsFileOrDirectory(operand, 0, 0);
+        return last == L'\\' || last == L'/' ? QueryFileAttributes(operand, FILE_ATTRIBUTE_DIRECTORY, 0)
+                                             : QueryFileAttributes(operand, 0, 0);
     }
     if (k.EqualsNoCase(L"isinternal")) return FindInternalCommand(operand.c_str(), true, nullptr) >= 0;
     if (k.EqualsNoCase(L"isbatch")) {
@@ -139,9 +133,9 @@ int KeywordTest(const CString &keyword, const CString &operand) {
         CString ext = dot != CString::npos && n[dot] == L'.' ? n.Mid(dot) : CString();
         return ext.EqualsNoCase(L".btm") || ext.EqualsNoCase(L".bat") || ext.EqualsNoCase(L".cmd");
     }
-    if (k.EqualsNoCase(L"isfile")) return IsFileOrDirectory(operand, 0, FILE_ATTRIBUTE_DIRECTORY);
+    if (k.EqualsNoCase(L"isfile")) return QueryFileAttributes(operand, 0, FILE_ATTRIBUTE_DIRECTORY);
     if (k.EqualsNoCase(L"isdir") || k.EqualsNoCase(L"direxist"))
-        return IsFileOrDirectory(operand, FILE_ATTRIBUTE_DIRECTORY, 0);
+        return QueryFileAttributes(operand, FILE_ATTRIBUTE_DIRECTORY, 0);
     if (k.EqualsNoCase(L"islabel")) return LabelExists(operand);
     if (k.EqualsNoCase(L"defined")) {
         static const wchar_t *const dynamic[] = {L"CMDCMDLINE", L"CMDEXTVERSION", L"RANDOM", L"TIME", L"DATE", L"CD"};
@@ -161,7 +155,7 @@ int KeywordTest(const CString &keyword, const CString &operand) {
     }
     if (k.EqualsNoCase(L"isreadable")) return OpensFor(operand, GENERIC_READ);
     if (k.EqualsNoCase(L"iswriteable")) return OpensFor(operand, GENERIC_READ | GENERIC_WRITE);
-    if (k.EqualsNoCase(L"issymlink")) return IsFileOrDirectory(operand, FILE_ATTRIBUTE_REPARSE_POINT, 0);
+    if (k.EqualsNoCase(L"issymlink")) return QueryFileAttributes(operand, FILE_ATTRIBUTE_REPARSE_POINT, 0);
     if (k.EqualsNoCase(L"isalias") || k.EqualsNoCase(L"isfunction") || k.EqualsNoCase(L"isplugin") ||
         k.EqualsNoCase(L"plugin") || k.EqualsNoCase(L"islibrary") || k.EqualsNoCase(L"isapp"))
         return QueryNamedFeature(k, operand);

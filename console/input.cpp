@@ -1,7 +1,6 @@
 // Line input: GetNextLine for files, pipes and the console, the console
 // line reader, single-key questions and the prompt.
 #include <cwchar>
-#include "batch/batch.h"
 #include "console/output.h"
 #include "core/bdx.h"
 #include "core/error.h"
@@ -196,11 +195,6 @@ int ReadFrameLine(BATCHFRAME *f, CString &line, bool wide, bool utf8, int maxCha
         bool inChunk = !f->sChunk.empty() && rel >= 0 && rel < (long long)f->sChunk.size();
         if (!inChunk || attempt > 0) {
             if (attempt == 2) return 0;
-            if (f->hFile == INVALID_HANDLE_VALUE) {
-                // Borrowed text has run out: read the file itself from here on.
-                f->sChunk.clear();
-                if (!OpenBatchFile() || f->hFile == INVALID_HANDLE_VALUE) return 0;
-            }
             if (!LoadChunk(f, attempt ? bigChunk : 32768)) return 0;
             rel = 0;
         }

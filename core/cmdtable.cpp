@@ -33,11 +33,6 @@ bool HasExecutableExtension(const CString &text) {
     return dot != CString::npos && text[dot] == L'.' && QueryIsExecutableExtension(text.Mid(dot));
 }
 
-bool QueryIsFile(const CString &name) {
-    DWORD attr = GetFileAttributesW(name.c_str());
-    return attr != INVALID_FILE_ATTRIBUTES && !(attr & FILE_ATTRIBUTE_DIRECTORY);
-}
-
 // Read the command name at the front of the line.
 CString ReadCommandName(const wchar_t *line) {
     CString stops = L" \t;,.\"`\\+=<>|])";

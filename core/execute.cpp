@@ -8,6 +8,7 @@
 #include "core/cmdtable.h"
 #include "core/command_internal.h"
 #include "core/format.h"
+#include "core/redir.h"
 
 wchar_t EscapedCharacter(wchar_t c) {
     switch (ToLowerChar(c)) {
@@ -45,7 +46,7 @@ void ResetParsingFlags() {
     TLS_VARIABLES *tls = GetTLS();
     tls->bIffState = tls->nIffActive = tls->nIffNested = 0;
     tls->nDoActive = tls->nDoNested = tls->nDoLeave = 0;
-    tls->nOutputEncoding = aIniFile.UnicodeOutput ? 3 : aIniFile.UTF8Output ? 2 : 0;
+    ResetOutputEncoding();
 }
 
 namespace {

@@ -16,16 +16,6 @@ namespace {
 std::vector<CString> aExecutables = {L".com", L".exe", L".btm", L".bat", L".cmd", L".lua", L".vbs", L".js",
                                      L".ws",  L".rex", L".rexx", L".pl", L".rb", L".py", L".tcl", L".ps1"};
 
-bool IsFile(const CString &name) {
-    DWORD attr = GetFileAttributesW(name.c_str());
-    return attr != INVALID_FILE_ATTRIBUTES && !(attr & FILE_ATTRIBUTE_DIRECTORY);
-}
-
-bool IsDirectory(const CString &name) {
-    DWORD attr = GetFileAttributesW(name.c_str());
-    return attr != INVALID_FILE_ATTRIBUTES && (attr & FILE_ATTRIBUTE_DIRECTORY);
-}
-
 // The extension of the file part, with its dot, or "".
 CString ExtensionOf(const CString &name) {
     size_t dot = name.find_last_of(L".\\/:");
@@ -44,7 +34,7 @@ CString JoinPath(const CString &dir, const CString &name) {
 // with each executable extension (after one test that anything is there).
 bool TryPlace(const CString &base, bool command, CString *found) {
     if (!ExtensionOf(base).empty() || !command) {
-        if (!IsFile(base)) return false;
+        if (!QueryIsFile(base)) return false;
         *found = base;
         return true;
     }
@@ -54,7 +44,7 @@ bool TryPlace(const CString &base, bool command, CString *found) {
     FindClose(h);
     for (const CString &ext : QueryExecutables()) {
         if (ext == L"!") continue;
-        if (IsFile(base + ext)) {
+        if (QueryIsFile(base + ext)) {
             *found = base + ext;
             return true;
         }
@@ -72,6 +62,13 @@ CString FullPathName(const CString &name) {
 }
 
 }  // namespace
+
+bool QueryFileAttributes(const CString &name, DWORD mustHave, DWORD mustNotHave) {
+    CString plain = name;
+    StripQuotes_S(plain);
+    DWORD attr = GetFileAttributesW(plain.c_str());
+    return attr != INVALID_FILE_ATTRIBUTES && (attr & mustHave) == mustHave && !(attr & mustNotHave);
+}
 
 const std::vector<CString> &QueryExecutables() {
     if (aIniFile.PathExt) {
@@ -210,7 +207,7 @@ int RunExternalOrScript(CString &line, CString &name, int storeCommandLine) {
     CString found;
     if (plain.find_first_of(L"*?") == CString::npos) found = SearchPaths(plain.c_str(), nullptr, 0, nullptr, nullptr);
     if (found.empty()) {
-        if (aIniFile.AutoCDD && IsDirectory(plain)) {
+        if (aIniFile.AutoCDD && QueryIsDirectory(plain)) {
             CString args = line;
             ParseArguments_S(args, L"cdd", 0x204, nullptr);
             tls->sCommandName = L"CDD";
