@@ -199,16 +199,8 @@ namespace {
 
 // Find a startup file: the stem with any executable extension.
 bool FindStartupFile(const CString &base, CString *found) {
-    static const wchar_t *const extensions[] = {L".btm", L".bat", L".cmd", L".exe", L".com"};
-    for (const wchar_t *ext : extensions) {
-        CString name = base + ext;
-        DWORD attr = GetFileAttributesW(name.c_str());
-        if (attr != INVALID_FILE_ATTRIBUTES && !(attr & FILE_ATTRIBUTE_DIRECTORY)) {
-            *found = name;
-            return true;
-        }
-    }
-    return false;
+    *found = SearchPaths(base.c_str(), nullptr, 0, nullptr, nullptr);
+    return !found->empty();
 }
 
 CString StartupDirectory() {
