@@ -4,6 +4,7 @@
 #include "core/nametable.h"
 #include <cwchar>
 #include "console/output.h"
+#include "console/screen.h"
 #include "core/args.h"
 #include "core/format.h"
 #include "core/launch.h"
@@ -119,13 +120,6 @@ int SetInternalCommandFlags(const wchar_t *name, unsigned flags) {
     return 0;
 }
 
-// The screen width in characters, or 80 when output is no console.
-static int ScreenColumns() {
-    CONSOLE_SCREEN_BUFFER_INFO info;
-    if (GetConsoleScreenBufferInfo(StdOut(), &info)) return info.srWindow.Right - info.srWindow.Left + 1;
-    return 80;
-}
-
 // ? [/P[n]]: the enabled commands in columns; /P pauses at each page, n
 // seconds at most.
 int Cmds_Command(CString &args) {
@@ -133,7 +127,7 @@ int Cmds_Command(CString &args) {
     bool paged = GetMultiCharSwitch(args, L"P", &seconds, 0, L"0123456789", 0, 0) != 0;
     if (GetSwitches(args, L"", nullptr, 0, nullptr)) return 2;
     StartPaging(paged, seconds.empty() ? 0 : _wtoi(seconds.c_str()));
-    int width = ScreenColumns();
+    int width = QueryIsConsole(StdOut()) ? GetScrCols() : 80;
     int columns = width / 16;
     if (columns < 1) columns = 1;
     // A row that fills the console's width exactly has already wrapped.
