@@ -16,6 +16,16 @@ const wchar_t *SkipWhiteSpace(const wchar_t *text) {
     return text;
 }
 
+CString LeadingWord(const wchar_t *text, const wchar_t *stops, size_t maxLength) {
+    CString all = stops;
+    all += CommandSepChar();
+    all += SwitchCharValue();
+    CString word;
+    for (const wchar_t *p = SkipWhiteSpace(text); *p && word.size() < maxLength && !wcschr(all.c_str(), *p); p++)
+        word += *p;
+    return word;
+}
+
 namespace {
 
 bool InSet(const wchar_t *set, wchar_t c) { return c && set && wcschr(set, c) != nullptr; }

@@ -22,6 +22,9 @@ int ScanIndex(const wchar_t *text, const wchar_t *stops, const wchar_t *quotes);
 bool QueryIsWhiteSpace(wchar_t c);
 bool QueryIsDelimiter(wchar_t c);
 const wchar_t *SkipWhiteSpace(const wchar_t *text);
+// The word at the front of text (blanks skipped), at most maxLength long; it
+// ends at any of stops, the CommandSep or the SwitchChar.
+CString LeadingWord(const wchar_t *text, const wchar_t *stops, size_t maxLength);
 
 // GetNthArgument index options (above the low 11 bits of the index word).
 enum : int {

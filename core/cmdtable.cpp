@@ -36,14 +36,9 @@ bool HasExecutableExtension(const CString &text) {
 
 // Read the command name at the front of the line.
 CString ReadCommandName(const wchar_t *line) {
-    CString stops = L" \t;,.\"`\\+=<>|])";
-    stops += CommandSepChar();
-    stops += SwitchCharValue();
-    if (line[0] && line[1] != L':') stops += L':';
-    const wchar_t *p = SkipWhiteSpace(line);
-    CString name;
-    while (*p && name.GetLength() < kMaxName && !wcschr(stops.c_str(), *p)) name += *p++;
-    return name;
+    // A colon ends the name, except in "c:dir", where it belongs to the word.
+    bool drive = line[0] && line[1] == L':';
+    return LeadingWord(line, drive ? L" \t;,.\"`\\+=<>|])" : L" \t;,.\"`\\+=<>|]):", kMaxName);
 }
 
 int BinarySearch(const CString &name) {

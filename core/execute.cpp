@@ -66,15 +66,7 @@ int ReadMoreInput(CString &next, HANDLE file, int readFlags, bool countLine) {
 }
 
 // The first word of a line for the block filters: at most nine characters.
-CString FilterWord(const CString &line) {
-    CString stops = L" \t.\"`\\+=:<>|%";
-    stops += CommandSepChar();
-    stops += SwitchCharValue();
-    CString word;
-    for (const wchar_t *p = SkipWhiteSpace(line.c_str()); *p && word.size() < 9 && !wcschr(stops.c_str(), *p); p++)
-        word += *p;
-    return word;
-}
+CString FilterWord(const CString &line) { return LeadingWord(line.c_str(), L" \t.\"`\\+=:<>|%", 9); }
 
 }  // namespace
 
