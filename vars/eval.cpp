@@ -204,7 +204,7 @@ int EvaluateExpressionQuiet(CString &expr, CString *errorText) {
         text = text.Left(eq) + ParseOptions(behind, o);
     }
     try {
-        Decimal value = EvalParse(text, o.nMax);
+        Decimal value = EvalParse(text, o.nMax, o.fScientific);
         expr = FormatResult(value, o);
         return 0;
     } catch (const EvalError &e) {

@@ -327,3 +327,26 @@ Decimal DecRound(const Decimal &a, int64_t prec) {
     CheckStatus(status);
     return r;
 }
+
+Decimal DecRoundSignificant(const Decimal &a, int places) {
+    MpdLock lock;
+    Decimal r = DecCopy(a);
+    mpd_context_t ctx = EvalContext((int64_t)places + 1);
+    ctx.round = MPD_ROUND_HALF_UP;
+    uint32_t status = 0;
+    mpd_qfinalize(r.p, &ctx, &status);
+    CheckStatus(status);
+    return r;
+}
+
+Decimal DecRoundPlaces(const Decimal &a, int places) {
+    MpdLock lock;
+    if (mpd_isspecial(a.p) || a.p->exp >= -(int64_t)places) return DecCopy(a);
+    Decimal r;
+    mpd_context_t ctx = ExactContext();
+    ctx.round = MPD_ROUND_HALF_UP;
+    uint32_t status = 0;
+    mpd_qrescale(r.p, a.p, -(int64_t)places, &ctx, &status);
+    CheckStatus(status);
+    return r;
+}

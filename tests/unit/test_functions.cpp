@@ -179,7 +179,8 @@ TEST_F(Functions, LeftAndRight) {
 TEST_F(Functions, SubstrAndInstr) {
     EXPECT_EQ(V(L"@substr", L"abcdef,2,3"), L"cde");
     EXPECT_EQ(V(L"@substr", L"abcdef,2"), L"cdef");
-    EXPECT_EQ(V(L"@substr", L"abcdef,2,-3"), L"cde");
+    EXPECT_EQ(V(L"@substr", L"abcdef,4,-3"), L"bcd");  // a negative length: left of the start
+    EXPECT_EQ(V(L"@substr", L"abcdef,2,-3"), L"ab");
     EXPECT_EQ(V(L"@substr", L"abcdef,2,0"), L"");
     EXPECT_EQ(V(L"@substr", L"abc,10"), L"");
     EXPECT_EQ(V(L"@substr", L"\"a,b\",1,2"), L"a,");
@@ -189,7 +190,9 @@ TEST_F(Functions, SubstrAndInstr) {
     EXPECT_EQ(Rc(L"@substr", L"abc"), 87);
     EXPECT_EQ(V(L"@instr", L"1,2,abcdef"), L"bc");
     EXPECT_EQ(V(L"@instr", L"-2,,abcdef"), L"ef");
-    EXPECT_EQ(V(L"@instr", L"0,-2,abcdef"), L"abcd");
+    EXPECT_EQ(V(L"@instr", L"0,-2,abcdef"), L"");
+    EXPECT_EQ(V(L"@instr", L"4,-2,abcdef"), L"cd");
+    EXPECT_EQ(V(L"@instr", L"-1,-3,abcdef"), L"cde");
     EXPECT_EQ(V(L"@instr", L"10,2,abc"), L"");
     EXPECT_EQ(V(L"@instr", L"0,3,a,b,c"), L"a,b");
     EXPECT_EQ(Rc(L"@instr", L"x,2,abc"), 87);
