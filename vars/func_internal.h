@@ -57,11 +57,46 @@ CString WithoutEnclosingQuotes(const CString &text);
 inline wchar_t ActiveEscapeChar() { return (ParseFlagsValue() & PF_NO_ESCAPES) ? 0 : EscapeCharValue(); }
 // Store a number as the value.
 int SetNumber(CString &args, long long value);
+// A system error code as a function's result: never 0 (success) and never
+// 1 (which tells the dispatcher that the name is unknown).
+int SystemError(DWORD code = GetLastError());
+// The arguments split at every comma outside double quotes and back-quotes
+// (an empty text gives none; "a," gives "a" and an empty one).
+std::vector<CString> SplitArguments(const CString &args);
+// One integer ("%I64i": decimal or 0x hexadecimal) that is the whole text,
+// blanks around it aside.
+bool ReadWholeNumber(const CString &text, long long *value);
+
+// Program error codes of the function families (string = code - 0x1FFFF448).
+enum : int {
+    ERROR_BD_RESULT_TOO_LONG = 0x200001C0,    // 3448 the value would be too long
+    ERROR_BD_NO_SUCH_DEVICE = 0x200001C1,     // 3449 this machine has no such device
+    ERROR_BD_NOT_ON_SYSTEM = 0x200001C2,      // 3450 this system cannot answer the question
+    ERROR_BD_REGISTRY_MISSING = 0x200001C3,   // 3451 registry key or value not found
+    ERROR_BD_BAD_ENCODING = 0x200001C4,       // 3452 the text is not valid in that coding
+    ERROR_BD_NO_WINDOW = 0x200001C5,          // 3453 no window has that title
+};
+// The longest value a function builds (characters); a longer one is
+// refused with ERROR_BD_RESULT_TOO_LONG rather than exhausting memory.
+constexpr size_t kMaxFunctionValue = 0x100000;
 
 // The value of a text file, line by line, in the file's own encoding
 // (UTF-16 and UTF-8 with or without a mark, else the ANSI code page).
 // Returns 0 or a system error code.
 int ReadTextLines(const wchar_t *fileName, std::vector<CString> *lines);
+
+// Pure pieces of the number and character families.
+bool QueryIsPrime(unsigned long long n);
+CString ToBase(unsigned long long value, int base);
+bool QueryIsFloat(const CString &text);
+
+// The bytes of a buffer or shared memory block that @BALLOC or @SMOPEN
+// gave (handle text in hexadecimal): offset and length must lie inside it.
+// Returns 0, 87 for a bad range, or ERROR_INVALID_HANDLE.
+int QueryBufferRange(const CString &handle, long long offset, long long length, unsigned char **data, size_t *size);
+// The system handle of a file that @FILEOPEN opened, by its number; 0 or
+// ERROR_INVALID_HANDLE.
+int QueryOpenFile(long long number, HANDLE *h);
 
 // Lists of the named-list engine that the command family reads.
 const wchar_t *GetAlias(const wchar_t *name, bool *isLocal);

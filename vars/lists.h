@@ -108,6 +108,8 @@ constexpr int kVariableTypeRows = 200;
 extern VARIABLETYPE aVariableTypes[kVariableTypeRows];
 // Enter name's row from a "/T" text; reports and returns 2 on a bad one.
 int SetVariableType(const CString &name, const wchar_t *typeText);
+// The type keyword of name ("int", "regex", ...; "none" without a type).
+CString QueryVariableType(const CString &name);
 // Whether value is valid for name's type (true when it has none).
 bool QueryTypeValid(const CString &name, const CString &value);
 
