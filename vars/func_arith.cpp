@@ -243,18 +243,24 @@ int Func_Format(FUNCCALL &call) {
 
 // @PRIME[n]: the least prime at or above n; @ISPRIME[n]: 1 for a prime.
 int Func_Prime(FUNCCALL &call) {
-    long long n = 0;
-    if (!ReadWholeNumber(call.args, &n)) return ERROR_INVALID_PARAMETER;
-    if (call.nCase == FC_isprime) return SetNumber(call.args, n > 0 && QueryIsPrime((unsigned long long)n));
-    if (n < 2) n = 2;
+    CString text = call.args;
+    text.Trim();
+    unsigned long long n = 0;
+    int used = -1;
+    bool negative = text.At(0) == L'-';
+    if (Sscanf(text.c_str() + (negative ? 1 : 0), L"%I64u%n", &n, &used) != 2 || (size_t)used + negative != text.size() ||
+        used > 20 ||
+        (used == 20 && text.Mid(negative).compare(L"18446744073709551615") > 0))
+        return ERROR_INVALID_PARAMETER;
+    if (call.nCase == FC_isprime) return SetNumber(call.args, !negative && QueryIsPrime(n));
+    if (negative || n < 2) n = 2;
     // Primes are dense enough that the search ends in a few hundred steps;
-    // the largest 64-bit prime is 2**64 - 59.
-    unsigned long long candidate = (unsigned long long)n;
-    while (!QueryIsPrime(candidate)) {
-        if (candidate == ULLONG_MAX) return ERROR_BD_EVAL_OVERFLOW;
-        candidate++;
+    // above the largest 64-bit prime, 2**64 - 59, there is none.
+    while (!QueryIsPrime(n)) {
+        if (n == ULLONG_MAX) return ERROR_BD_EVAL_OVERFLOW;
+        n++;
     }
-    call.args = FormatStr(L"%I64u", candidate);
+    call.args = FormatStr(L"%I64u", n);
     return 0;
 }
 

@@ -451,8 +451,7 @@ int Func_SerialOpen(FUNCCALL &call) {
     HANDLE h = CreateFileW((L"\\\\.\\" + name).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     if (h == INVALID_HANDLE_VALUE) {
         DWORD e = GetLastError();
-        if (e == ERROR_FILE_NOT_FOUND || e == ERROR_PATH_NOT_FOUND) return BDError(ERROR_BD_NO_SUCH_DEVICE, name.c_str()), -2;
-        return (int)e;
+        return e == ERROR_FILE_NOT_FOUND || e == ERROR_PATH_NOT_FOUND ? ERROR_BD_NO_SUCH_DEVICE : SystemError(e);
     }
     DCB dcb{};
     dcb.DCBlength = sizeof dcb;
@@ -468,7 +467,7 @@ int Func_SerialOpen(FUNCCALL &call) {
     if (!set) {
         // Something answers to the name, but it is no serial port.
         CloseHandle(h);
-        return BDError(ERROR_BD_NO_SUCH_DEVICE, name.c_str()), -2;
+        return ERROR_BD_NO_SUCH_DEVICE;
     }
     OPENFILE file;
     file.h = h;

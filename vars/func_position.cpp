@@ -123,6 +123,7 @@ int Func_Repeat(FUNCCALL &call) {
         return ERROR_INVALID_PARAMETER;
     }
     if (n < 0) return ERROR_INVALID_PARAMETER;
+    if ((size_t)n > kMaxFunctionValue) return ERROR_BD_RESULT_TOO_LONG;
     call.args.assign((size_t)n, c);
     return 0;
 }
