@@ -112,15 +112,7 @@ CString FormatFixed(const Decimal &v, const EvalOptions &o) {
 
 // Scientific: a mantissa rounded to the maximum places, then "E+n"/"E-n".
 CString FormatScientific(const Decimal &v, const EvalOptions &o) {
-    Decimal r = DecCopy(v);
-    {
-        MpdLock lock;
-        mpd_context_t ctx = EvalContext((int64_t)o.nMax + 1);
-        ctx.round = MPD_ROUND_HALF_UP;
-        uint32_t status = 0;
-        mpd_qfinalize(r.p, &ctx, &status);
-        CheckStatus(status);
-    }
+    Decimal r = DecRoundSignificant(v, o.nMax);
     int64_t exponent;
     bool negative;
     CString digits = Widen(DecDigits(r, &exponent, &negative));

@@ -318,26 +318,18 @@ Decimal DecPow(const Decimal &a, const Decimal &b, int places) {
     return r;
 }
 
-Decimal DecRound(const Decimal &a, int64_t prec) {
+Decimal DecRound(const Decimal &a, int64_t prec, int rounding) {
     MpdLock lock;
     Decimal r = DecCopy(a);
     mpd_context_t ctx = EvalContext(prec);
+    ctx.round = rounding;
     uint32_t status = 0;
     mpd_qfinalize(r.p, &ctx, &status);
     CheckStatus(status);
     return r;
 }
 
-Decimal DecRoundSignificant(const Decimal &a, int places) {
-    MpdLock lock;
-    Decimal r = DecCopy(a);
-    mpd_context_t ctx = EvalContext((int64_t)places + 1);
-    ctx.round = MPD_ROUND_HALF_UP;
-    uint32_t status = 0;
-    mpd_qfinalize(r.p, &ctx, &status);
-    CheckStatus(status);
-    return r;
-}
+Decimal DecRoundSignificant(const Decimal &a, int places) { return DecRound(a, (int64_t)places + 1, MPD_ROUND_HALF_UP); }
 
 Decimal DecRoundPlaces(const Decimal &a, int places) {
     MpdLock lock;

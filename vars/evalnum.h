@@ -96,8 +96,8 @@ Decimal DecShift(const Decimal &a, const Decimal &n, bool left);
 // Arithmetic at the working precision.
 Decimal DecDiv(const Decimal &a, const Decimal &b, int places);
 Decimal DecPow(const Decimal &a, const Decimal &b, int places);
-// Rounds a to prec significant digits.
-Decimal DecRound(const Decimal &a, int64_t prec);
+// Rounds a to prec significant digits (ties to even unless told).
+Decimal DecRound(const Decimal &a, int64_t prec, int rounding = MPD_ROUND_HALF_EVEN);
 // Rounds a to places digits after the point, ties away from zero; a value
 // with no more places than that is returned as it is.  Division, powers
 // and the math functions give their results this way, so that the output

@@ -169,6 +169,13 @@ int NetError(NET_API_STATUS status) {
 std::string Narrow(const CString &text) { return ToCodePage(text.c_str(), (int)text.size(), CP_ACP); }
 CString Wide(const char *text) { return FromCodePage(text, (int)strlen(text), CP_ACP); }
 
+// A list of names of the old host and service calls, ended by null.
+CString NameList(char **names) {
+    CString list;
+    for (char **name = names; name && *name; name++) AddItem(&list, Wide(*name));
+    return list;
+}
+
 }  // namespace
 
 // Adapter n's address, description, servers and so on.
@@ -215,9 +222,7 @@ int Func_IpAliases(FUNCCALL &call) {
     if (int rc = StartSockets()) return rc;
     hostent *entry = gethostbyname(Narrow(host).c_str());
     if (!entry) return WSAGetLastError();
-    CString list;
-    for (char **alias = entry->h_aliases; alias && *alias; alias++) AddItem(&list, Wide(*alias));
-    call.args = list;
+    call.args = NameList(entry->h_aliases);
     return 0;
 }
 
@@ -234,9 +239,7 @@ int Func_IpService(FUNCCALL &call) {
     servent *entry = getservbyname(Narrow(service).c_str(), proto.empty() ? nullptr : proto.c_str());
     if (!entry) return WSAGetLastError() ? WSAGetLastError() : WSANO_DATA;
     if (call.nCase == FC_ipport) return SetNumber(call.args, ntohs((u_short)entry->s_port));
-    CString list;
-    for (char **alias = entry->s_aliases; alias && *alias; alias++) AddItem(&list, Wide(*alias));
-    call.args = list;
+    call.args = NameList(entry->s_aliases);
     return 0;
 }
 
