@@ -33,28 +33,29 @@ private:
     INIFILE saved_{};
 };
 
-// The thread's execution state: batch frames, results, skip and break state.
-class ScopedThreadState {
+// A record copied whole, and put back whole.
+template <typename T> class ScopedRecord {
 public:
-    ScopedThreadState() : saved_(*GetTLS()) {}
-    ~ScopedThreadState() { *GetTLS() = saved_; }
-    ScopedThreadState(const ScopedThreadState &) = delete;
-    ScopedThreadState &operator=(const ScopedThreadState &) = delete;
+    explicit ScopedRecord(T &live) : live_(live), saved_(live) {}
+    ~ScopedRecord() { live_ = saved_; }
+    ScopedRecord(const ScopedRecord &) = delete;
+    ScopedRecord &operator=(const ScopedRecord &) = delete;
 
 private:
-    TLS_VARIABLES saved_;
+    T &live_;
+    T saved_;
+};
+
+// The thread's execution state: batch frames, results, skip and break state.
+class ScopedThreadState : public ScopedRecord<TLS_VARIABLES> {
+public:
+    ScopedThreadState() : ScopedRecord(*GetTLS()) {}
 };
 
 // The process-wide state of aGlobals.
-class ScopedGlobals {
+class ScopedGlobals : public ScopedRecord<GLOBAL_VARIABLES> {
 public:
-    ScopedGlobals() : saved_(aGlobals) {}
-    ~ScopedGlobals() { aGlobals = saved_; }
-    ScopedGlobals(const ScopedGlobals &) = delete;
-    ScopedGlobals &operator=(const ScopedGlobals &) = delete;
-
-private:
-    GLOBAL_VARIABLES saved_;
+    ScopedGlobals() : ScopedRecord(aGlobals) {}
 };
 
 // The command table: every row's handler, flags and enable state.
