@@ -77,3 +77,6 @@ int SelectProcesses(const CString &args, std::vector<PROCESSROW> &picked);
 bool QueryIsNumber(const CString &text, DWORD *value);
 // The full path of a process's program, or empty.
 CString ProcessPath(DWORD pid);
+
+// True under Wine, whose event log and some other parts are empty shells.
+bool QueryIsWine();
