@@ -81,6 +81,16 @@ int SetTimeFrom(const CString &text) {
     return SetClock(t);
 }
 
+// "/T" alone: show without asking.  Nothing else is read as a switch,
+// since a date such as 01/15/2024 is full of switch characters.
+bool TakeShowSwitch(CString &args) {
+    CString word = args.TrimLeftCopy();
+    word.TrimRight();
+    if (word.size() != 2 || word[0] != SwitchCharValue() || ToUpperChar(word[1]) != L'T') return false;
+    args.clear();
+    return true;
+}
+
 }  // namespace
 
 int ParseDateText(const CString &text, SYSTEMTIME *date) {
@@ -142,12 +152,11 @@ int ParseTimeText(const CString &text, SYSTEMTIME *time) {
 
 // DATE [/T | date]
 int Date_Command(CString &args) {
-    unsigned mask = 0;
-    if (GetSwitches(args, L"T", &mask, 0, nullptr)) return 2;
+    bool onlyShow = TakeShowSwitch(args);
     args.Trim();
     SYSTEMTIME now;
     GetLocalTime(&now);
-    if (mask & 1) {
+    if (onlyShow) {
         Printf(L"%s\r\n", DateWithDay(now).c_str());
         return 0;
     }
@@ -161,12 +170,11 @@ int Date_Command(CString &args) {
 
 // TIME [/T | time]
 int Time_Command(CString &args) {
-    unsigned mask = 0;
-    if (GetSwitches(args, L"T", &mask, 0, nullptr)) return 2;
+    bool onlyShow = TakeShowSwitch(args);
     args.Trim();
     SYSTEMTIME now;
     GetLocalTime(&now);
-    if (mask & 1) {
+    if (onlyShow) {
         Printf(L"%s\r\n", ShortTime(now).c_str());
         return 0;
     }

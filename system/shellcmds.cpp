@@ -101,7 +101,14 @@ int Chcp_Command(CString &args) {
         if (Sscanf(args.c_str(), L"%u%n", &page, &used) != 2 || used != args.GetLength())
             return BDError(ERROR_BAD_PARAMETER, args.c_str());
         if (!page || !IsValidCodePage(page)) return BDError(ERROR_BD_BAD_CODE_PAGE, args.c_str());
-        if (!SetConsoleOutputCP(page)) return BDError((int)GetLastError(), args.c_str());
+        if (!SetConsoleOutputCP(page)) {
+            CONSOLE_SCREEN_BUFFER_INFO info;
+            HANDLE console = CreateFileW(L"CONOUT$", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                         OPEN_EXISTING, 0, nullptr);
+            bool haveConsole = console != INVALID_HANDLE_VALUE && GetConsoleScreenBufferInfo(console, &info);
+            if (console != INVALID_HANDLE_VALUE) CloseHandle(console);
+            return BDError(haveConsole ? (int)GetLastError() : ERROR_BD_NEEDS_CONSOLE, args.c_str());
+        }
         SetConsoleCP(page);
     }
     Printf(L"Active code page: %u\r\n", OutputCodePage());
@@ -162,6 +169,9 @@ int Log_Command(CString &args) {
     const wchar_t *onName = history ? L"HistLogOn" : L"LogOn";
     args.Trim();
     if (renamed) {
+        // "/W file" as well as "/Wfile"
+        int start = -1;
+        if (file.empty() && GetNthArgument(args.c_str(), 0, &file, &start)) args.erase(0, start + file.size());
         StripQuotes_S(file);
         if (file.empty()) return BDError(ERROR_BD_MISSING_ARGUMENT, L"/W");
         wchar_t full[MAX_PATH * 4];
