@@ -302,7 +302,8 @@ int Taskdialog_Command(CString &args) {
     int pressed = 0;
     HRESULT hr = show(&config, &pressed, nullptr, nullptr);
     if (FAILED(hr)) return NoDesktop();
-    return state.fTimedOut ? kTimedOut : pressed;
+    if (state.fTimedOut) return kTimedOut;
+    return pressed > 0 ? pressed : NoDesktop();
 }
 
 // ---- OSD ----
