@@ -3,6 +3,7 @@
 #include "core/bdx.h"
 #include <winternl.h>
 #include <bcrypt.h>
+#include <objbase.h>
 #include "core/format.h"
 #include "vars/coding.h"
 
@@ -363,16 +364,21 @@ const AlgorithmName kAlgorithms[] = {
 
 }  // namespace
 
+// The size of the pieces a file is read in.
+constexpr size_t kReadPiece = 1 << 20;
+
 Digest::~Digest() {
     if (hash_) BCryptDestroyHash((BCRYPT_HASH_HANDLE)hash_);
     if (provider_) BCryptCloseAlgorithmProvider((BCRYPT_ALG_HANDLE)provider_, 0);
 }
 
 int Digest::Open(const wchar_t *algorithm) {
+    CString bare = algorithm ? algorithm : L"";
+    bare.Replace(L"-", L"");
     const wchar_t *provider = nullptr;
     for (const AlgorithmName &a : kAlgorithms)
-        if (!StrICmp(algorithm, a.pszName)) provider = a.pszProvider;
-    if (!provider) return ERROR_INVALID_PARAMETER;
+        if (bare.EqualsNoCase(a.pszName)) provider = a.pszProvider;
+    if (!provider) return ERROR_BD_UNKNOWN_ALGORITHM;
     BCRYPT_ALG_HANDLE alg = nullptr;
     NTSTATUS s = BCryptOpenAlgorithmProvider(&alg, provider, nullptr, 0);
     if (s) return StatusCode(s);
@@ -406,4 +412,45 @@ int Digest::Finish(CString *hex) {
     hex->clear();
     for (unsigned char b : value_) hex->AppendFormat(L"%02x", b);
     return 0;
+}
+
+int HashBytes(const wchar_t *algorithm, const void *data, size_t size, CString &digest) {
+    Digest d;
+    if (int rc = d.Open(algorithm)) return rc;
+    if (int rc = d.Add(data, size)) return rc;
+    return d.Finish(&digest);
+}
+
+int ReadFileInPieces(const wchar_t *fileName, const std::function<int(const char *, size_t)> &add) {
+    HANDLE h = CreateFileW(fileName, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                           FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+    if (h == INVALID_HANDLE_VALUE) return (int)GetLastError();
+    std::string piece(kReadPiece, '\0');
+    int rc = 0;
+    try {
+        for (DWORD got = 0; !rc; tty_yield(0)) {
+            if (!ReadFile(h, piece.data(), (DWORD)piece.size(), &got, nullptr)) rc = (int)GetLastError();
+            else if (!got) break;
+            else rc = add(piece.data(), (size_t)got);
+        }
+    } catch (...) {
+        CloseHandle(h);  // an interrupt leaves no handle behind
+        throw;
+    }
+    CloseHandle(h);
+    return rc;
+}
+
+int HashFile(const wchar_t *algorithm, const wchar_t *fileName, CString &digest) {
+    Digest d;
+    if (int rc = d.Open(algorithm)) return rc;
+    if (int rc = ReadFileInPieces(fileName, [&](const char *data, size_t size) { return d.Add(data, size); })) return rc;
+    return d.Finish(&digest);
+}
+
+CString NewUuid() {
+    GUID g{};
+    CoCreateGuid(&g);
+    return FormatStr(L"%08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x", (unsigned)g.Data1, g.Data2, g.Data3,
+                     g.Data4[0], g.Data4[1], g.Data4[2], g.Data4[3], g.Data4[4], g.Data4[5], g.Data4[6], g.Data4[7]);
 }

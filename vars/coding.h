@@ -4,9 +4,14 @@
 // in std::string; text in CString.
 #pragma once
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 #include "core/cstring.h"
+
+enum : int {
+    ERROR_BD_UNKNOWN_ALGORITHM = 0x200001A9,  // 3425 a digest the provider does not have
+};
 
 // Base64 (RFC 4648).  The decoder skips white space and fails on any other
 // character outside the alphabet or on a bad length.
@@ -60,8 +65,9 @@ void CksumAdd(CKSUM &sum, const void *data, size_t size);
 uint32_t CksumFinish(const CKSUM &sum);
 
 // A digest of the system's cryptography provider: "MD5", "SHA1",
-// "SHA256", "SHA384" or "SHA512".  Open, Add any number of times, Finish
-// for the lower-case hexadecimal digest.  Each returns 0 or an error code.
+// "SHA256", "SHA384" or "SHA512" (any case, "SHA-256" too).  Open, Add any
+// number of times, Finish for the lower-case hexadecimal digest.  Each
+// returns 0 or an error code; an unknown name is ERROR_BD_UNKNOWN_ALGORITHM.
 class Digest {
 public:
     Digest() = default;
@@ -77,3 +83,16 @@ private:
     void *hash_ = nullptr;
     std::vector<unsigned char> value_;
 };
+
+// One digest of bytes, and of a whole file read in pieces (so memory stays
+// small however big the file is).  0 or an error code.
+int HashBytes(const wchar_t *algorithm, const void *data, size_t size, CString &digest);
+int HashFile(const wchar_t *algorithm, const wchar_t *fileName, CString &digest);
+
+// Feed a file to add(data, size) a piece at a time; Ctrl+C stops it.  The
+// first nonzero result of add ends the reading and is returned; else 0 or
+// the system's error code.
+int ReadFileInPieces(const wchar_t *fileName, const std::function<int(const char *, size_t)> &add);
+
+// A version 4 (random) UUID in its 8-4-4-4-12 form, lower case.
+CString NewUuid();

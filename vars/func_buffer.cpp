@@ -50,6 +50,9 @@ int CheckRange(const MEMBLOCK &block, long long offset, long long length) {
     return 0;
 }
 
+// The sizes of the integers that @BPEEK and @BPOKE move.
+bool IsIntegerSize(long long n) { return n == 1 || n == 2 || n == 4 || n == 8; }
+
 bool IsSharedCase(int nCase) {
     return nCase == FC_smclose || nCase == FC_smopen || nCase == FC_smpeek || nCase == FC_smpoke ||
            nCase == FC_smread || nCase == FC_smwrite;
@@ -161,7 +164,7 @@ int Func_BufferPeek(FUNCCALL &call) {
     if (int rc = ReadBlockArgs(call, &block, &args)) return rc;
     long long n[2];
     if (args.size() != 2 || !ReadNumbers(args, 2, n)) return ERROR_INVALID_PARAMETER;
-    if (n[1] != 1 && n[1] != 2 && n[1] != 4 && n[1] != 8) return ERROR_INVALID_PARAMETER;
+    if (!IsIntegerSize(n[1])) return ERROR_INVALID_PARAMETER;
     if (int rc = CheckRange(block, n[0], n[1])) return rc;
     unsigned long long value = 0;
     memcpy(&value, block.p + n[0], (size_t)n[1]);
@@ -175,7 +178,7 @@ int Func_BufferPoke(FUNCCALL &call) {
     if (int rc = ReadBlockArgs(call, &block, &args)) return rc;
     long long n[3];
     if (args.size() != 3 || !ReadNumbers(args, 3, n)) return ERROR_INVALID_PARAMETER;
-    if (n[1] != 1 && n[1] != 2 && n[1] != 4 && n[1] != 8) return ERROR_INVALID_PARAMETER;
+    if (!IsIntegerSize(n[1])) return ERROR_INVALID_PARAMETER;
     if (int rc = CheckRange(block, n[0], n[1])) return rc;
     memcpy(block.p + n[0], &n[2], (size_t)n[1]);
     return SetNumber(call.args, 0);

@@ -152,6 +152,16 @@ int WriteBytes(const OPENFILE &file, const std::string &bytes, DWORD *wrote) {
     return WriteFile(file.h, bytes.data(), (DWORD)bytes.size(), wrote, nullptr) ? 0 : SystemError();
 }
 
+// The low byte of each character, written; the value is the count of
+// bytes written.
+int WriteLowBytes(const OPENFILE &file, const CString &text, CString &value) {
+    std::string bytes;
+    for (wchar_t c : text) bytes += (char)(c & 0xFF);
+    DWORD wrote = 0;
+    if (int rc = WriteBytes(file, bytes, &wrote)) return rc;
+    return SetNumber(value, wrote);
+}
+
 HANDLE OpenNamed(const CString &name, wchar_t mode, bool binary, FileKind *kind) {
     DWORD access = mode == L'r' ? GENERIC_READ : GENERIC_READ | GENERIC_WRITE;
     DWORD creation = mode == L'r' ? OPEN_EXISTING : mode == L'a' || binary ? OPEN_ALWAYS : CREATE_ALWAYS;
@@ -168,14 +178,6 @@ HANDLE OpenNamed(const CString &name, wchar_t mode, bool binary, FileKind *kind)
     }
     return CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, creation,
                        FILE_ATTRIBUTE_NORMAL, nullptr);
-}
-
-CString FullName(const CString &name) {
-    DWORD n = GetFullPathNameW(name.c_str(), 0, nullptr, nullptr);
-    if (!n) return name;
-    CString full(n, L'\0');
-    full.resize(GetFullPathNameW(name.c_str(), n, full.data(), nullptr));
-    return full;
 }
 
 long long Register(const OPENFILE &file) {
@@ -212,7 +214,7 @@ int Func_FileOpen(FUNCCALL &call) {
     file.fBinary = !type.empty();
     file.h = OpenNamed(name, m, file.fBinary, &file.nKind);
     if (file.h == INVALID_HANDLE_VALUE) return SetNumber(call.args, -1);
-    file.sName = file.nKind == KIND_FILE ? FullName(name) : name;
+    file.sName = file.nKind == KIND_FILE ? FullPathOf(name) : name;
     if (file.nKind == KIND_FILE) {
         file.nCoding = m == L'w' && !file.fBinary ? CODING_BYTES : ReadMark(file.h);
         if (m == L'a') Seek(file.h, 0, FILE_END);
@@ -321,11 +323,7 @@ int Func_FileWriteBinary(FUNCCALL &call) {
     CString text = rest.Mid((size_t)offset);
     UnEscapeLine(text);
     if (length >= 0 && (size_t)length < text.size()) text.resize((size_t)length);
-    std::string bytes;
-    for (wchar_t c : text) bytes += (char)(c & 0xFF);
-    DWORD wrote = 0;
-    if (int rc = WriteBytes(file, bytes, &wrote)) return rc;
-    return SetNumber(call.args, wrote);
+    return WriteLowBytes(file, text, call.args);
 }
 
 // @FILESEEK[h,offset,origin]: origin 0 the start, 1 the current position,
@@ -403,7 +401,7 @@ int Func_FileHandle(FUNCCALL &call) {
     name.Trim();
     StripQuotes_S(name);
     if (name.empty()) return ERROR_INVALID_PARAMETER;
-    CString full = FullName(name);
+    CString full = FullPathOf(name);
     std::lock_guard<std::mutex> hold(fileLock);
     for (const auto &[number, file] : Files())
         if (file.sName.EqualsNoCase(full.c_str()) || file.sName.EqualsNoCase(name.c_str()))
@@ -504,11 +502,7 @@ int Func_SerialWrite(FUNCCALL &call) {
     if (!SplitAtComma(call.args, &number, &text)) return ERROR_INVALID_PARAMETER;
     if (int rc = ReadHandleArgs(number, &file, nullptr, true)) return rc;
     UnEscapeLine(text);
-    std::string bytes;
-    for (wchar_t c : text) bytes += (char)(c & 0xFF);
-    DWORD wrote = 0;
-    if (int rc = WriteBytes(file, bytes, &wrote)) return rc;
-    return SetNumber(call.args, wrote);
+    return WriteLowBytes(file, text, call.args);
 }
 
 // @SERIALPORTFLUSH[h]: send what waits, drop what has arrived; the value is 0.

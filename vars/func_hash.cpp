@@ -2,16 +2,12 @@
 // @CKSUM over a file, a string or a buffer; @B64..., @HEX..., @HTML...,
 // @URL..., @UTF8..., @UU... and @Y...ENCODE/DECODE over a string or from
 // one file to another; and @UUID.
-#include <objbase.h>
 #include "core/args.h"
 #include "core/format.h"
 #include "vars/coding.h"
 #include "vars/func_internal.h"
 
 namespace {
-
-// Files are read in pieces of this size, so that memory stays small.
-constexpr size_t kReadPiece = 1 << 20;
 
 // Where the bytes of a digest come from: the first argument picks it.
 enum Source { SRC_FILE, SRC_WIDE, SRC_ANSI, SRC_UTF8, SRC_BUFFER };
@@ -37,36 +33,14 @@ Source ReadSource(const CString &args, CString *rest) {
     return SRC_FILE;
 }
 
-// Open a file named by an argument (quotes stripped) for reading.
-int OpenInput(const CString &argument, HANDLE *h) {
+// Feed a whole file named by an argument (quotes stripped) to add.
+template <typename Add>
+int ReadFilePieces(const CString &argument, Add add) {
     CString name = argument;
     name.Trim();
     StripQuotes_S(name);
     if (name.empty()) return ERROR_INVALID_PARAMETER;
-    *h = CreateFileW(name.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                     FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
-    return *h == INVALID_HANDLE_VALUE ? SystemError() : 0;
-}
-
-// Feed a whole file, piece by piece, to add(data, size).  Ctrl+C stops it.
-template <typename Add>
-int ReadFilePieces(const CString &argument, Add add) {
-    HANDLE h;
-    if (int rc = OpenInput(argument, &h)) return rc;
-    std::string piece(kReadPiece, '\0');
-    int rc = 0;
-    try {
-        for (DWORD got = 0; !rc; tty_yield(0)) {
-            if (!ReadFile(h, piece.data(), (DWORD)piece.size(), &got, nullptr)) rc = SystemError();
-            else if (!got) break;
-            else rc = add(piece.data(), (size_t)got);
-        }
-    } catch (...) {
-        CloseHandle(h);
-        throw;
-    }
-    CloseHandle(h);
-    return rc;
+    return ReadFileInPieces(name.c_str(), add);
 }
 
 // The bytes of a string or buffer source (not a file).
@@ -342,9 +316,6 @@ int Func_Coding(FUNCCALL &call) {
 // @UUID[]: a new random identifier, 8-4-4-4-12 lower-case hexadecimal.
 int Func_Uuid(FUNCCALL &call) {
     if (!call.args.TrimLeftCopy().empty()) return ERROR_INVALID_PARAMETER;
-    GUID g;
-    if (HRESULT hr = CoCreateGuid(&g); FAILED(hr)) return (int)(hr & 0xFFFF);
-    call.args = FormatStr(L"%08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x", (unsigned)g.Data1, g.Data2, g.Data3,
-                          g.Data4[0], g.Data4[1], g.Data4[2], g.Data4[3], g.Data4[4], g.Data4[5], g.Data4[6], g.Data4[7]);
+    call.args = NewUuid();
     return 0;
 }

@@ -72,7 +72,7 @@ CString CommandLineOf(HANDLE h) {
 CString ImageName(HANDLE h) {
     CString name(MAX_PATH * 4, L'\0');
     DWORD size = (DWORD)name.size();
-    if (!QueryFullProcessImageNameW(h, 0, name.data(), &size)) return CString();
+    if (!h || !QueryFullProcessImageNameW(h, 0, name.data(), &size)) return CString();
     name.resize(size);
     return name;
 }
@@ -115,7 +115,7 @@ unsigned long long Milliseconds(const FILETIME &t) {
 int ProcessValue(int nCase, HANDLE h, CString *value) {
     switch (nCase) {
     case FC_pidcommand: {
-        CString text = CommandLineOf(h);
+        CString text = GetProcessId(h) == GetCurrentProcessId() ? CString(GetCommandLineW()) : CommandLineOf(h);
         *value = text.empty() ? ImageName(h) : text;
         return value->empty() ? SystemError() : 0;
     }
@@ -145,6 +145,11 @@ int ProcessValue(int nCase, HANDLE h, CString *value) {
 }
 
 }  // namespace
+
+CString ProcessImagePath(DWORD pid) {
+    ProcessHandle h(pid, PROCESS_QUERY_LIMITED_INFORMATION);
+    return ImageName(h.get());
+}
 
 // @PID[]: the shell's process id.
 int Func_Pid(FUNCCALL &call) { return SetNumber(call.args, GetCurrentProcessId()); }

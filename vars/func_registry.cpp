@@ -220,11 +220,7 @@ CString FileArgument(const CString &text) {
     CString name = text;
     name.Trim();
     StripQuotes_S(name);
-    DWORD n = name.empty() ? 0 : GetFullPathNameW(name.c_str(), 0, nullptr, nullptr);
-    if (!n) return name;
-    CString full(n, L'\0');
-    full.resize(GetFullPathNameW(name.c_str(), n, full.data(), nullptr));
-    return full;
+    return FullPathOf(name);
 }
 
 }  // namespace

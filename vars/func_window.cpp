@@ -55,17 +55,6 @@ int FindWindowArg(const CString &args, HWND *w) {
     return 0;
 }
 
-CString ProgramOf(DWORD pid) {
-    HANDLE h = OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, pid);
-    if (!h) return CString();
-    CString name(MAX_PATH * 4, L'\0');
-    DWORD size = (DWORD)name.size();
-    if (!QueryFullProcessImageNameW(h, 0, name.data(), &size)) size = 0;
-    CloseHandle(h);
-    name.resize(size);
-    return name;
-}
-
 CString WindowValue(int nCase, HWND w) {
     RECT r{};
     switch (nCase) {
@@ -79,7 +68,7 @@ CString WindowValue(int nCase, HWND w) {
     case FC_winpid: {
         DWORD pid = 0;
         GetWindowThreadProcessId(w, &pid);
-        return nCase == FC_winpid ? FormatStr(L"%u", pid) : ProgramOf(pid);
+        return nCase == FC_winpid ? FormatStr(L"%u", pid) : ProcessImagePath(pid);
     }
     case FC_wininfo: return FormatStr(L"%I64u", (unsigned long long)(uintptr_t)w);
     case FC_winpos: GetWindowRect(w, &r); return FormatStr(L"%d,%d", r.top, r.left);

@@ -200,3 +200,11 @@ bool ReadWholeNumber(const CString &text, long long *value) {
     if (Sscanf(text.c_str(), L" %I64i %n", value, &used) != 2) return false;
     return (size_t)used == text.size();
 }
+
+CString FullPathOf(const CString &name) {
+    DWORD n = name.empty() ? 0 : GetFullPathNameW(name.c_str(), 0, nullptr, nullptr);
+    if (!n) return name;
+    CString full(n, L'\0');
+    full.resize(GetFullPathNameW(name.c_str(), n, full.data(), nullptr));
+    return full.empty() ? name : full;
+}

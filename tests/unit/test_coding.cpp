@@ -152,7 +152,7 @@ TEST(Coding, DigestsOfTheSystemProvider) {
     d.Finish(&hex);
     EXPECT_EQ(hex, L"ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
     Digest none;
-    EXPECT_EQ(none.Open(L"SHA3"), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(none.Open(L"SHA3"), ERROR_BD_UNKNOWN_ALGORITHM);
 }
 
 TEST(NumberPieces, PrimesAndBases) {

@@ -4,6 +4,7 @@
 // command and system members that give the same answer everywhere.
 #include <gtest/gtest.h>
 #include "core/format.h"
+#include "scoped_state.h"
 #include "vars/func_internal.h"
 
 namespace {
@@ -28,10 +29,11 @@ CString V(const wchar_t *name, const CString &args) {
 
 int Rc(const wchar_t *name, const CString &args) { return Call(name, args).rc; }
 
+constexpr int kHostNotFound = 11001;  // the socket layer's "host not found"
+
 class Families : public ::testing::Test {
 protected:
     void SetUp() override {
-        IniClear(&aIniFile);
         aIniFile.DecimalChar = 1;
         aIniFile.ThousandsChar = 2;
         CString dir(MAX_PATH + 1, L'\0');
@@ -62,6 +64,8 @@ protected:
         bytes.resize(got);
         return bytes;
     }
+    ScopedOptions options_;
+    ScopedThreadState thread_;
     CString dir_;
     std::vector<CString> files_;
 };
@@ -136,6 +140,12 @@ TEST_F(Families, CharacterTests) {
     EXPECT_EQ(V(L"@txdigit", L"0fg"), L"110");
     EXPECT_EQ(V(L"@tspace", L"a b"), L"010");
     EXPECT_EQ(V(L"@talnum", L""), L"");
+    EXPECT_EQ(V(L"@isalnum", L"a1\u00e9"), L"1");
+    EXPECT_EQ(V(L"@isalnum", L"a-1"), L"0");
+    EXPECT_EQ(V(L"@tascii", L"a\u00e9"), L"10");
+    EXPECT_EQ(V(L"@tcntrl", L"a\tb"), L"010");
+    EXPECT_EQ(V(L"@tlower", L"aB\u00e9"), L"101");
+    EXPECT_EQ(V(L"@tprint", L"a\x01"), L"10");
 }
 
 TEST_F(Families, DigestsOfStringsFilesAndBuffers) {
@@ -218,6 +228,21 @@ TEST_F(Families, Buffers) {
     EXPECT_EQ(Rc(L"@smpeek", b + L",0,1"), ERROR_INVALID_HANDLE);  // a buffer is no shared block
     EXPECT_EQ(Rc(L"@balloc", L"0"), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(Rc(L"@balloc", L"2**40"), ERROR_NOT_ENOUGH_MEMORY);
+    // Between a buffer and a file.
+    CString file = File(L"buffer.bin");
+    CString h = V(L"@fileopen", file + L",w,b");
+    V(L"@bpokestr", b + L",0,a,hi!");
+    EXPECT_EQ(V(L"@bwrite", b + L",0," + h + L",-1,4"), L"4");
+    EXPECT_EQ(V(L"@bwrite", b + L",0," + h + L",1,2"), L"2");  // at offset 1 of the file
+    V(L"@fileclose", h);
+    EXPECT_EQ(Read(file), std::string("hhi\0", 4));
+    h = V(L"@fileopen", file + L",r");
+    EXPECT_EQ(V(L"@bread", b + L",12," + h + L",1,3"), L"3");
+    EXPECT_EQ(V(L"@bpeekstr", b + L",12,a,3"), L"hi");
+    EXPECT_EQ(V(L"@bread", b + L",0," + h + L",-1,8"), L"0");  // at the end
+    EXPECT_EQ(Rc(L"@bread", b + L",12," + h + L",0,8"), ERROR_INVALID_PARAMETER);  // past the buffer
+    V(L"@fileclose", h);
+    EXPECT_EQ(Rc(L"@bread", b + L",0," + h + L",0,1"), ERROR_INVALID_HANDLE);
     EXPECT_EQ(V(L"@bfree", b), L"0");
     EXPECT_EQ(Rc(L"@bsize", b), ERROR_INVALID_HANDLE);
     EXPECT_EQ(Rc(L"@bfree", b), ERROR_INVALID_HANDLE);
@@ -303,6 +328,10 @@ TEST_F(Families, SerialPortsThatAreNotThere) {
     EXPECT_EQ(Rc(L"@serialportopen", L"COM1,9600,X"), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(Rc(L"@serialportopen", L"COM0"), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(Rc(L"@serialportwrite", L"12345,x"), ERROR_INVALID_HANDLE);
+    CString h = V(L"@fileopen", File(L"notaport.txt") + L",w");
+    EXPECT_EQ(Rc(L"@serialportflush", h), ERROR_INVALID_HANDLE);  // a file is no serial port
+    EXPECT_EQ(Rc(L"@serialportclose", h), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(V(L"@fileclose", h), L"0");
 }
 
 TEST_F(Families, RegistryRoundTrip) {
@@ -348,6 +377,24 @@ TEST_F(Families, RegistryRoundTrip) {
     EXPECT_EQ(Rc(L"@regdelkey", L"HKCU\\"), ERROR_INVALID_PARAMETER);  // never a whole root
     EXPECT_EQ(V(L"@regdelkey", key), L"0");
     EXPECT_EQ(Rc(L"@regdelkey", key), ERROR_BD_REGISTRY_MISSING);
+
+    // The user's environment in the registry, and the classes of file types.
+    CString env = FormatStr(L"HKCU\\Environment\\BDXUnit%u", GetCurrentProcessId());
+    EXPECT_EQ(V(L"@regsetenv", env + L",REG_SZ,set by a test"), L"0");
+    EXPECT_EQ(V(L"@regquery", env), L"set by a test");
+    HKEY k;
+    ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"Environment", 0, KEY_SET_VALUE, &k), 0);
+    RegDeleteValueW(k, env.Mid(env.rfind(L'\\') + 1).c_str());
+    RegCloseKey(k);
+    CString ext = FormatStr(L".bdx%u", GetCurrentProcessId()), type = L"BDXUnit" + ext.Mid(1) + L"File";
+    V(L"@regset", L"HKCR\\" + ext + L"\\,REG_SZ," + type);
+    V(L"@regset", L"HKCR\\" + type + L"\\shell\\open\\command\\,REG_SZ,notepad \"%1\"");
+    EXPECT_EQ(V(L"@assoc", ext), type);
+    EXPECT_EQ(V(L"@ftype", type), L"notepad \"%1\"");
+    EXPECT_EQ(Call(L"@ftype", type).rc, FUNC_NO_RESCAN);  // "%1" is stored text
+    V(L"@regdelkey", L"HKCR\\" + ext);
+    V(L"@regdelkey", L"HKCR\\" + type);
+    EXPECT_EQ(V(L"@assoc", ext), L"");
     EXPECT_EQ(V(L"@regexist", key + L"\\Text"), L"0");
 }
 
@@ -389,4 +436,124 @@ TEST_F(Families, CommandAndSystemMembers) {
     EXPECT_EQ(Rc(L"@service", L"no_such_service"), ERROR_SERVICE_DOES_NOT_EXIST);
     EXPECT_EQ(V(L"@ipport", L"http"), L"80");
     EXPECT_EQ(V(L"@ipaddress", L"127.0.0.1"), L"127.0.0.1");
+}
+
+TEST_F(Families, ProcessAndMachineQueries) {
+    DWORD pid = GetCurrentProcessId();
+    CString me = FormatStr(L"%u", pid);
+    EXPECT_EQ(V(L"@pidcommand", L""), CString(GetCommandLineW()));
+    EXPECT_EQ(V(L"@pidcommand", me), CString(GetCommandLineW()));
+    wchar_t user[256];
+    DWORD size = 256;
+    GetUserNameW(user, &size);
+    CString owner = V(L"@piduser", me);
+    EXPECT_TRUE(owner.size() >= wcslen(user) && owner.Right(wcslen(user)).EqualsNoCase(user)) << owner.c_str();
+    EXPECT_EQ(V(L"@priority", L""), L"Normal");
+    SetPriorityClass(GetCurrentProcess(), BELOW_NORMAL_PRIORITY_CLASS);
+    EXPECT_EQ(V(L"@priority", me), L"BelowNormal");
+    SetPriorityClass(GetCurrentProcess(), NORMAL_PRIORITY_CLASS);
+    // Six counts of operations and bytes (all 0 where the system keeps none).
+    long long io[6];
+    EXPECT_EQ(swscanf(V(L"@processio", me).c_str(), L"%lld %lld %lld %lld %lld %lld", &io[0], &io[1], &io[2], &io[3],
+                      &io[4], &io[5]), 6);
+    long long elapsed = -1, kernel = -1, own = -1;
+    ASSERT_EQ(swscanf(V(L"@processtime", L"").c_str(), L"%lld %lld %lld", &elapsed, &kernel, &own), 3);
+    EXPECT_GE(elapsed, 0);
+    EXPECT_GE(own, 0);
+    EXPECT_EQ(Rc(L"@ppid", L"x"), ERROR_INVALID_PARAMETER);
+    CString parent = V(L"@ppid", L"");
+    EXPECT_TRUE(parent.find_first_not_of(L"0123456789") == CString::npos && !parent.empty());
+    EXPECT_EQ(Rc(L"@priority", L"4294967295"), ERROR_INVALID_PARAMETER);
+
+    EXPECT_EQ(V(L"@debug", L""), V(L"@winapi", L"kernel32,IsDebuggerPresent"));
+    EXPECT_EQ(V(L"@winmetrics", L"1"), V(L"@winapi", L"user32,GetSystemMetrics,1"));
+    EXPECT_EQ(V(L"@winsystem", L""), V(L"@winapi", L"kernel32,GetSystemDirectoryW,BUFFER,260"));
+    EXPECT_EQ(V(L"@server", L""), L"0");  // a workstation
+    EXPECT_EQ(V(L"@domain", L""), V(L"@computername", L"2"));
+    Result group = Call(L"@workgroup", L"");
+    EXPECT_TRUE(group.rc == ERROR_BD_NOT_ON_SYSTEM || (group.rc == 0 && !group.value.empty())) << group.rc;
+    EXPECT_EQ(V(L"@group", L"Everyone"), L"1");  // every token holds it
+    EXPECT_EQ(Rc(L"@group", L"no such group here"), ERROR_NONE_MAPPED);
+    for (const wchar_t *list : {L"@enumservers", L"@enumshares"}) {
+        int rc = Rc(list, L"");
+        EXPECT_TRUE(rc == 0 || rc == ERROR_BD_NOT_ON_SYSTEM) << list << " gave " << rc;
+    }
+    // A picture of a screen, or a clear word that there is none to take.
+    CString bmp = File(L"shot.bmp");
+    int rc = Rc(L"@snapshot", bmp);
+    EXPECT_TRUE(rc == 0 || rc == ERROR_BD_NOT_ON_SYSTEM) << rc;
+    if (!rc) {
+        EXPECT_EQ(Read(bmp).substr(0, 2), "BM");
+    }
+}
+
+TEST_F(Families, NamesAndAdapters) {
+    CString local = V(L"@ipname", L"127.0.0.1");
+    EXPECT_FALSE(local.empty());
+    EXPECT_EQ(V(L"@ipaddress", local), L"127.0.0.1");  // the name leads back to the address
+    EXPECT_EQ(Rc(L"@ipaliases", L"no-such-host.invalid"), kHostNotFound);
+    EXPECT_EQ(V(L"@ipaliases", L"localhost").find(L','), CString::npos);
+    EXPECT_EQ(V(L"@ipport", L"smtp,tcp"), L"25");
+    EXPECT_EQ(V(L"@ipservicealiases", L"smtp"), L"mail");
+    EXPECT_NE(Rc(L"@mx", L"no-such-host.invalid"), 0);
+    EXPECT_EQ(Rc(L"@ping", L"no-such-host.invalid"), kHostNotFound);
+    // The loopback adapter is on every machine.
+    int loopback = -1;
+    for (int n = 0; n < 16 && loopback < 0; n++)
+        if (V(L"@iptype", FormatStr(L"%d", n)) == L"Loopback") loopback = n;
+    ASSERT_GE(loopback, 0);
+    CString n = FormatStr(L"%d", loopback);
+    EXPECT_EQ(V(L"@ipaddressn", n), L"127.0.0.1");
+    EXPECT_EQ(V(L"@ipsubnet", n), L"255.0.0.0");
+    EXPECT_EQ(V(L"@ipphysical", n), L"");
+    EXPECT_EQ(V(L"@macaddress", n), L"");
+    EXPECT_EQ(V(L"@ipgateway", n), L"");
+    EXPECT_EQ(V(L"@ipdhcp", n), L"");
+    EXPECT_EQ(V(L"@ipwins", n), L"0");
+    EXPECT_EQ(V(L"@ipwinsserver", n), L"");
+    EXPECT_FALSE(V(L"@ipnamen", n).empty());
+    EXPECT_FALSE(V(L"@ipdesc", n).empty());
+    CString v6 = V(L"@ipipv6n", n), zone = V(L"@ipzoneid", n), dns = V(L"@ipdns", n);
+    EXPECT_TRUE(v6.empty() || v6 == L"::1") << v6.c_str();
+    EXPECT_TRUE(!zone.empty() && zone.find_first_not_of(L"0123456789") == CString::npos);
+    for (const CString &server : SplitArguments(dns)) EXPECT_NE(server.find_first_of(L".:"), CString::npos);
+    EXPECT_EQ(V(L"@ipaddressn", L"999"), L"");  // past the last adapter
+    EXPECT_EQ(Rc(L"@ipdesc", L"-1"), ERROR_INVALID_PARAMETER);
+}
+
+namespace {
+
+LRESULT CALLBACK PlainWindow(HWND w, UINT m, WPARAM wp, LPARAM lp) { return DefWindowProcW(w, m, wp, lp); }
+
+}  // namespace
+
+// A window of the test's own, found by its title.
+TEST_F(Families, WindowsByTitle) {
+    WNDCLASSW cls{};
+    cls.lpfnWndProc = PlainWindow;
+    cls.hInstance = GetModuleHandleW(nullptr);
+    cls.lpszClassName = L"BDXUnitWindowClass";
+    RegisterClassW(&cls);
+    CString title = FormatStr(L"BDX unit window %u", GetCurrentProcessId());
+    HWND w = CreateWindowExW(0, cls.lpszClassName, title.c_str(), WS_OVERLAPPEDWINDOW, 0, 0, 0, 0, nullptr, nullptr,
+                             cls.hInstance, nullptr);
+    if (!w) GTEST_SKIP() << "this system makes no windows";
+    SetWindowPos(w, nullptr, 40, 30, 300, 200, SWP_NOZORDER | SWP_NOACTIVATE);
+    CString pattern = L"BDX unit window*";
+    EXPECT_EQ(V(L"@wintitle", pattern), title);
+    EXPECT_EQ(V(L"@winclass", pattern), L"BDXUnitWindowClass");
+    EXPECT_EQ(V(L"@winpid", pattern), FormatStr(L"%u", GetCurrentProcessId()));
+    EXPECT_EQ(V(L"@winexename", pattern), ProcessImagePath(GetCurrentProcessId()));
+    CString handle = V(L"@wininfo", pattern);
+    EXPECT_EQ(handle, FormatStr(L"%I64u", (unsigned long long)(uintptr_t)w));
+    EXPECT_EQ(V(L"@wintitle", handle), title);
+    EXPECT_EQ(V(L"@winpos", pattern), L"30,40");
+    EXPECT_EQ(V(L"@winsize", pattern), L"200,300");
+    RECT client;
+    GetClientRect(w, &client);
+    EXPECT_EQ(V(L"@winclientsize", pattern), FormatStr(L"%d,%d", client.bottom, client.right));
+    EXPECT_EQ(V(L"@winstate", pattern), L"hidden");
+    DestroyWindow(w);
+    EXPECT_EQ(Rc(L"@winstate", handle), ERROR_INVALID_WINDOW_HANDLE);
+    EXPECT_EQ(Rc(L"@wintitle", pattern), ERROR_BD_NO_WINDOW);
 }
