@@ -390,6 +390,11 @@ int QueryTrueName(const wchar_t *name, CString *out) {
     CString full = name;
     if (int rc = FullPathCode(full, nullptr)) return rc;
     full = WithoutVLFN(full);
+    if (IsDriveSpec(full.c_str())) {
+        wchar_t root[] = {full[0], L':', L'\\', 0};
+        if (GetDriveTypeW(root) == DRIVE_NO_ROOT_DIR) return ERROR_INVALID_DRIVE;
+        full[0] = ToUpperChar(full[0]);
+    }
     if (int rc = QueryTrueName_S(full)) return rc;
     *out = full;
     return 0;
