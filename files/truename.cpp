@@ -6,13 +6,13 @@
 #include "files/paths.h"
 
 int Truename_Command(CString &args) {
-    CString name;
-    GetNthArgument(args.c_str(), 0 | ARG_NO_COMMA, &name);
+    // The whole text is the name: a URL or file:// name holds slashes.
+    CString name = args;
+    name.Trim();
     StripQuotes_S(name);
     CString full;
     if (int rc = QueryTrueName(name.c_str(), &full)) return BDError(rc, name.c_str());
-    CString prefixed = full;
-    MakeVLFN(prefixed);
+    CString prefixed = QueryOpenName(full);
     if (GetLongName(prefixed) == 0) full = WithoutVLFN(prefixed);
     Printf(L"%s\r\n", full.c_str());
     return 0;

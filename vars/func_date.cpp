@@ -146,7 +146,6 @@ int FileTimeOf(const CString &nameArg, const CString &kind, SYSTEMTIME *local, u
     CString name = WithoutEnclosingQuotes(nameArg.TrimLeftCopy());
     name.TrimRight();
     if (!CreateFullPathName(name, 0)) return -2;
-    MakeVLFN(name);
     WIN32_FIND_DATAW data;
     HANDLE h = FindFirstFileW(name.c_str(), &data);
     if (h == INVALID_HANDLE_VALUE) return (int)GetLastError();
