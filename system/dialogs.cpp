@@ -177,16 +177,33 @@ private:
     std::vector<WORD> words_;
 };
 
+// The state record of a dialog, stored at WM_INITDIALOG from its parameter.
+template <class T>
+T *DialogState(HWND hwnd, UINT message, LPARAM lParam) {
+    if (message == WM_INITDIALOG) SetWindowLongPtrW(hwnd, DWLP_USER, lParam);
+    return (T *)GetWindowLongPtrW(hwnd, DWLP_USER);
+}
+
+// Run a dialog of the template, closing by itself after seconds (0: never).
+// IDOK, another button's id, kTimedOut, or kNoDialog (reported) when there
+// is no desktop to show it on.
+constexpr INT_PTR kNoDialog = -2;
+INT_PTR ShowDialog(const DialogTemplate &dialog, DLGPROC proc, void *state, DWORD seconds) {
+    DialogTimer timer(seconds);
+    INT_PTR answer = DialogBoxIndirectParamW(aGlobals.hModule, dialog.Get(), nullptr, proc, (LPARAM)state);
+    if (answer != -1 && answer != 0) return answer;
+    NoDesktop();
+    return kNoDialog;
+}
+
 struct QUERYSTATE {
     CString sText;
     int nLimit;
 };
 
 INT_PTR CALLBACK QueryProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
-    auto *state = (QUERYSTATE *)GetWindowLongPtrW(hwnd, DWLP_USER);
+    auto *state = DialogState<QUERYSTATE>(hwnd, message, lParam);
     if (message == WM_INITDIALOG) {
-        SetWindowLongPtrW(hwnd, DWLP_USER, lParam);
-        state = (QUERYSTATE *)lParam;
         SetDlgItemTextW(hwnd, kEditId, state->sText.c_str());
         if (state->nLimit) SendDlgItemMessageW(hwnd, kEditId, EM_LIMITTEXT, state->nLimit, 0);
         return TRUE;
@@ -226,9 +243,7 @@ int Querybox_Command(CString &args) {
     dialog.Item(BS_DEFPUSHBUTTON | WS_TABSTOP, 126, 52, 50, 14, IDOK, 0x0080, L"OK");
     dialog.Item(BS_PUSHBUTTON | WS_TABSTOP, 183, 52, 50, 14, IDCANCEL, 0x0080, L"Cancel");
     QUERYSTATE state{initial, (int)limit};
-    DialogTimer timer(seconds);
-    INT_PTR answer = DialogBoxIndirectParamW(aGlobals.hModule, dialog.Get(), nullptr, QueryProc, (LPARAM)&state);
-    if (answer == -1 || answer == 0) return NoDesktop();
+    INT_PTR answer = ShowDialog(dialog, QueryProc, &state, seconds);
     if (answer == kTimedOut) return kTimedOut;
     if (answer != IDOK) return 2;
     return SetEVariable((variable + L"=" + state.sText).c_str()) ? 2 : 0;
@@ -246,10 +261,8 @@ struct DATESTATE {
 };
 
 INT_PTR CALLBACK DateProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
-    auto *state = (DATESTATE *)GetWindowLongPtrW(hwnd, DWLP_USER);
+    auto *state = DialogState<DATESTATE>(hwnd, message, lParam);
     if (message == WM_INITDIALOG) {
-        SetWindowLongPtrW(hwnd, DWLP_USER, lParam);
-        state = (DATESTATE *)lParam;
         DateTime_SetSystemtime(GetDlgItem(hwnd, kDateId), GDT_VALID, &state->when);
         if (state->fWithTime) DateTime_SetSystemtime(GetDlgItem(hwnd, kTimeId), GDT_VALID, &state->when);
         return TRUE;
@@ -281,10 +294,9 @@ int AskDate(const CString &title, SYSTEMTIME *when, bool withTime, DWORD seconds
     dialog.Item(BS_DEFPUSHBUTTON | WS_TABSTOP, 66, buttons, 50, 14, IDOK, 0x0080, L"OK");
     dialog.Item(BS_PUSHBUTTON | WS_TABSTOP, 123, buttons, 50, 14, IDCANCEL, 0x0080, L"Cancel");
     DATESTATE state{*when, withTime};
-    DialogTimer timer(seconds);
-    INT_PTR answer = DialogBoxIndirectParamW(aGlobals.hModule, dialog.Get(), nullptr, DateProc, (LPARAM)&state);
-    if (answer == -1 || answer == 0) return NoDesktop();
+    INT_PTR answer = ShowDialog(dialog, DateProc, &state, seconds);
     if (answer == kTimedOut) return kTimedOut;
+    if (answer == kNoDialog) return 2;
     if (answer != IDOK) return 1;
     *when = state.when;
     return 0;
