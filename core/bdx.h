@@ -51,6 +51,10 @@ enum : int {
     ERROR_BD_FUNC_NOT_AVAILABLE = 0x200000F2,
     ERROR_BD_INVALID_COLOR = 0x20000110,
     ERROR_BD_NOT_CONSOLE = 0x20000111,
+    // Shared by the system commands and the system functions.
+    ERROR_BD_NO_WINDOW = 0x200001A8,         // 3424 no window matches
+    ERROR_BD_NEEDS_SYSTEM = 0x200001AA,      // 3426 this system (Wine) lacks what is asked for
+    ERROR_BD_NO_SUCH_KEY = 0x200001AD,       // 3429 registry key or value not found
 };
 constexpr int BD_STRING_BIAS = 0x1FFFF448;
 

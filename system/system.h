@@ -17,11 +17,8 @@ enum : int {
     ERROR_BD_NO_MATCH = 0x200001A5,          // 3421 nothing matches a pattern
     ERROR_BD_NOT_ENDED = 0x200001A6,         // 3422 process did not end
     ERROR_BD_MISSING_ARGUMENT = 0x200001A7,  // 3423 a required argument is missing
-    ERROR_BD_NO_WINDOW = 0x200001A8,         // 3424 no window matches
-    ERROR_BD_NEEDS_SYSTEM = 0x200001AA,      // 3426 this system (Wine) lacks what the command needs
     ERROR_BD_OWN_PROCESS = 0x200001AB,       // 3427 refuses to end the shell itself
     ERROR_BD_BAD_PRIORITY = 0x200001AC,      // 3428 unknown priority class
-    ERROR_BD_NO_SUCH_KEY = 0x200001AD,       // 3429 registry key not found
     ERROR_BD_UNKNOWN_WORD = 0x200001AE,      // 3430 a keyword that the command does not know
     ERROR_BD_REMOTE_BITS = 0x200001AF,       // 3431 the other process is not a 64-bit process
 };
@@ -44,6 +41,12 @@ CString QueryHistoryLogName();
 // output and standard error captured in text.  Returns the command's result.
 int CaptureCommandOutput(const CString &command, CString &output);
 
+
+// A dialog that asks for a date (and with withTime, a time of day),
+// starting at *when; seconds above 0 close it by itself after that time.
+// 0 with *when set, 1 when cancelled, 32000 when it closed by itself, or a
+// code already reported (no desktop to show it on).
+int AskDate(const CString &title, SYSTEMTIME *when, bool withTime, DWORD seconds);
 
 // Parse a date (country order, or year first) and a time
 // ("h[:m[:s[.hh]]] [AM|PM]") as DATE and TIME take them; 0 or an error code.

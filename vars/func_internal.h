@@ -71,10 +71,7 @@ bool ReadWholeNumber(const CString &text, long long *value);
 enum : int {
     ERROR_BD_RESULT_TOO_LONG = 0x200001C0,    // 3448 the value would be too long
     ERROR_BD_NO_SUCH_DEVICE = 0x200001C1,     // 3449 this machine has no such device
-    ERROR_BD_NOT_ON_SYSTEM = 0x200001C2,      // 3450 this system cannot answer the question
-    ERROR_BD_REGISTRY_MISSING = 0x200001C3,   // 3451 registry key or value not found
-    ERROR_BD_BAD_ENCODING = 0x200001C4,       // 3452 the text is not valid in that coding
-    ERROR_BD_NO_WINDOW = 0x200001C5,          // 3453 no window has that title
+    ERROR_BD_BAD_ENCODING = 0x200001C2,       // 3450 the text is not valid in that coding
 };
 // The longest value a function builds (characters); a longer one is
 // refused with ERROR_BD_RESULT_TOO_LONG rather than exhausting memory.

@@ -161,7 +161,7 @@ int HostAddresses(const CString &host, int family, std::vector<CString> *out) {
 int NetError(NET_API_STATUS status) {
     if (status == ERROR_NOT_SUPPORTED || status == ERROR_CALL_NOT_IMPLEMENTED || status == ERROR_NO_BROWSER_SERVERS_FOUND ||
         status == NERR_ServerNotStarted || status == NERR_WkstaNotStarted)
-        return ERROR_BD_NOT_ON_SYSTEM;
+        return ERROR_BD_NEEDS_SYSTEM;
     return SystemError(status);
 }
 

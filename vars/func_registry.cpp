@@ -69,7 +69,7 @@ CString WholeKey(const REGPATH &path) {
 
 // A missing key or value is "not found"; other failures keep their code.
 int RegResult(LSTATUS status) {
-    return status == ERROR_FILE_NOT_FOUND || status == ERROR_PATH_NOT_FOUND ? ERROR_BD_REGISTRY_MISSING : SystemError(status);
+    return status == ERROR_FILE_NOT_FOUND || status == ERROR_PATH_NOT_FOUND ? ERROR_BD_NO_SUCH_KEY : SystemError(status);
 }
 
 class OpenKey {

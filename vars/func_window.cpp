@@ -115,7 +115,7 @@ int SaveBitmap(HDC source, int x, int y, int width, int height, const CString &f
     int rows = copied ? GetDIBits(memory, bitmap, 0, (UINT)height, pixels.data(), (BITMAPINFO *)&info, DIB_RGB_COLORS) : 0;
     DeleteObject(bitmap);
     DeleteDC(memory);
-    if (!rows) return ERROR_BD_NOT_ON_SYSTEM;  // no screen to take a picture of
+    if (!rows) return ERROR_BD_NEEDS_SYSTEM;  // no screen to take a picture of
     BITMAPFILEHEADER head{};
     head.bfType = 0x4D42;
     head.bfOffBits = sizeof head + sizeof info;
@@ -163,7 +163,7 @@ int Func_Snapshot(FUNCCALL &call) {
     if (!window.TrimLeftCopy().empty())
         if (int rc = FindWindowArg(window, &w)) return rc;
     HDC dc = GetDC(nullptr);
-    if (!dc) return ERROR_BD_NOT_ON_SYSTEM;
+    if (!dc) return ERROR_BD_NEEDS_SYSTEM;
     RECT r{0, 0, GetSystemMetrics(SM_CXVIRTUALSCREEN), GetSystemMetrics(SM_CYVIRTUALSCREEN)};
     if (w) GetWindowRect(w, &r);
     else OffsetRect(&r, GetSystemMetrics(SM_XVIRTUALSCREEN), GetSystemMetrics(SM_YVIRTUALSCREEN));

@@ -369,14 +369,14 @@ TEST_F(Families, RegistryRoundTrip) {
     EXPECT_EQ(V(L"@regdelkey", key + L"Copy"), L"0");
     EXPECT_EQ(V(L"@regexist", key + L"Copy"), L"0");
 
-    EXPECT_EQ(Rc(L"@regquery", key + L"\\Missing"), ERROR_BD_REGISTRY_MISSING);
-    EXPECT_EQ(Rc(L"@regquery", key + L"\\NoKey\\Value"), ERROR_BD_REGISTRY_MISSING);
+    EXPECT_EQ(Rc(L"@regquery", key + L"\\Missing"), ERROR_BD_NO_SUCH_KEY);
+    EXPECT_EQ(Rc(L"@regquery", key + L"\\NoKey\\Value"), ERROR_BD_NO_SUCH_KEY);
     EXPECT_EQ(Rc(L"@regset", key + L"\\X,REG_WHAT,1"), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(Rc(L"@regset", key + L"\\X,REG_DWORD,abc"), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(Rc(L"@regquery", L"HKXX\\Software\\x"), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(Rc(L"@regdelkey", L"HKCU\\"), ERROR_INVALID_PARAMETER);  // never a whole root
     EXPECT_EQ(V(L"@regdelkey", key), L"0");
-    EXPECT_EQ(Rc(L"@regdelkey", key), ERROR_BD_REGISTRY_MISSING);
+    EXPECT_EQ(Rc(L"@regdelkey", key), ERROR_BD_NO_SUCH_KEY);
 
     // The user's environment in the registry, and the classes of file types.
     CString env = FormatStr(L"HKCU\\Environment\\BDXUnit%u", GetCurrentProcessId());
@@ -471,17 +471,17 @@ TEST_F(Families, ProcessAndMachineQueries) {
     EXPECT_EQ(V(L"@server", L""), L"0");  // a workstation
     EXPECT_EQ(V(L"@domain", L""), V(L"@computername", L"2"));
     Result group = Call(L"@workgroup", L"");
-    EXPECT_TRUE(group.rc == ERROR_BD_NOT_ON_SYSTEM || (group.rc == 0 && !group.value.empty())) << group.rc;
+    EXPECT_TRUE(group.rc == ERROR_BD_NEEDS_SYSTEM || (group.rc == 0 && !group.value.empty())) << group.rc;
     EXPECT_EQ(V(L"@group", L"Everyone"), L"1");  // every token holds it
     EXPECT_EQ(Rc(L"@group", L"no such group here"), ERROR_NONE_MAPPED);
     for (const wchar_t *list : {L"@enumservers", L"@enumshares"}) {
         int rc = Rc(list, L"");
-        EXPECT_TRUE(rc == 0 || rc == ERROR_BD_NOT_ON_SYSTEM) << list << " gave " << rc;
+        EXPECT_TRUE(rc == 0 || rc == ERROR_BD_NEEDS_SYSTEM) << list << " gave " << rc;
     }
     // A picture of a screen, or a clear word that there is none to take.
     CString bmp = File(L"shot.bmp");
     int rc = Rc(L"@snapshot", bmp);
-    EXPECT_TRUE(rc == 0 || rc == ERROR_BD_NOT_ON_SYSTEM) << rc;
+    EXPECT_TRUE(rc == 0 || rc == ERROR_BD_NEEDS_SYSTEM) << rc;
     if (!rc) {
         EXPECT_EQ(Read(bmp).substr(0, 2), "BM");
     }

@@ -107,7 +107,7 @@ TEST_F(Functions, UnknownAndSpecialNames) {
     EXPECT_EQ(Rc(L"@everything", L"x"), 1);
     EXPECT_EQ(Rc(L"@MOUSE", L"x"), 1);
     EXPECT_EQ(Rc(L"@left_64", L"2,abc"), 1);  // only the registry functions take a view suffix
-    EXPECT_EQ(Rc(L"@regquery_64", L"hkcu\\x"), ERROR_BD_REGISTRY_MISSING);
+    EXPECT_EQ(Rc(L"@regquery_64", L"hkcu\\x"), ERROR_BD_NO_SUCH_KEY);
     EXPECT_EQ(Rc(L"@regquery_16", L"hkcu\\x"), 1);
     EXPECT_EQ(V(L"@arrayize", L"a b, c"), L"a b, c");
     EXPECT_EQ(V(L"@smart", L"c:"), L"c:");
