@@ -68,6 +68,28 @@ std::vector<PROCESSROW> ListProcesses();
 int SelectProcesses(const CString &args, std::vector<PROCESSROW> &picked);
 // True for an unsigned decimal number, whose value goes to *value.
 bool QueryIsNumber(const CString &text, DWORD *value);
+// A process opened for some access, closed when it goes; Get() is null
+// when it could not be opened.
+class ProcessHandle {
+public:
+    ProcessHandle(DWORD pid, DWORD access) : h_(OpenProcess(access, FALSE, pid)) {}
+    ~ProcessHandle() {
+        if (h_) CloseHandle(h_);
+    }
+    ProcessHandle(const ProcessHandle &) = delete;
+    ProcessHandle &operator=(const ProcessHandle &) = delete;
+    HANDLE Get() const { return h_; }
+
+private:
+    HANDLE h_;
+};
+
+// A window's title, and the top-level window whose title matches a pattern
+// (wildcards, or a regular expression behind "::"), visible ones first;
+// null when none does.
+CString WindowTitle(HWND hwnd);
+HWND FindWindowByTitle(const CString &pattern);
+
 // The full path of a process's program, or empty.
 CString ProcessPath(DWORD pid);
 

@@ -93,8 +93,6 @@ bool QueryIsFloat(const CString &text);
 int QueryBufferRange(const CString &handle, long long offset, long long length, unsigned char **data, size_t *size);
 // The full path of a file name (the name itself when it has none).
 CString FullPathOf(const CString &name);
-// The full path of a process's program, or empty.
-CString ProcessImagePath(DWORD pid);
 // The system handle of a file that @FILEOPEN opened, by its number; 0 or
 // ERROR_INVALID_HANDLE.
 int QueryOpenFile(long long number, HANDLE *h);

@@ -5,11 +5,11 @@
 // (@GROUP, @SERVICE), file types (@ASSOC, @FTYPE), calls into system
 // libraries (@WINAPI, @CAPI) and management queries (@WMI).
 #include "vars/func_internal.h"
-#include <tlhelp32.h>
 #include <winternl.h>
 #include <wbemidl.h>
 #include "core/args.h"
 #include "core/format.h"
+#include "system/system.h"
 #include "vars/lists.h"
 
 namespace {
@@ -20,37 +20,6 @@ bool ReadPid(const CString &args, DWORD *pid) {
     if (!args.TrimLeftCopy().empty() && (!ReadWholeNumber(args, &n) || n < 0 || n > 0xFFFFFFFFLL)) return false;
     *pid = (DWORD)n;
     return true;
-}
-
-class ProcessHandle {
-public:
-    ProcessHandle(DWORD pid, DWORD access) : h_(OpenProcess(access, FALSE, pid)) {}
-    ~ProcessHandle() {
-        if (h_) CloseHandle(h_);
-    }
-    ProcessHandle(const ProcessHandle &) = delete;
-    ProcessHandle &operator=(const ProcessHandle &) = delete;
-    HANDLE get() const { return h_; }
-
-private:
-    HANDLE h_;
-};
-
-// Every process as (id, parent, program name).
-struct PROCESSENTRY {
-    DWORD nPid, nParent;
-    CString sName;
-};
-
-int ListProcessEntries(std::vector<PROCESSENTRY> *out) {
-    HANDLE snap = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
-    if (snap == INVALID_HANDLE_VALUE) return SystemError();
-    PROCESSENTRY32W entry{};
-    entry.dwSize = sizeof entry;
-    for (BOOL more = Process32FirstW(snap, &entry); more; more = Process32NextW(snap, &entry))
-        out->push_back({entry.th32ProcessID, entry.th32ParentProcessID, entry.szExeFile});
-    CloseHandle(snap);
-    return 0;
 }
 
 // The command line of another process, read from its parameters.
@@ -67,14 +36,6 @@ CString CommandLineOf(HANDLE h) {
     if (query(h, kProcessCommandLineInformation, buffer.data(), size, &size) < 0) return CString();
     const UNICODE_STRING *s = (const UNICODE_STRING *)buffer.data();
     return s->Buffer ? CString(s->Buffer, s->Length / sizeof(wchar_t)) : CString();
-}
-
-CString ImageName(HANDLE h) {
-    CString name(MAX_PATH * 4, L'\0');
-    DWORD size = (DWORD)name.size();
-    if (!h || !QueryFullProcessImageNameW(h, 0, name.data(), &size)) return CString();
-    name.resize(size);
-    return name;
 }
 
 CString UserOf(HANDLE process) {
@@ -116,7 +77,7 @@ int ProcessValue(int nCase, HANDLE h, CString *value) {
     switch (nCase) {
     case FC_pidcommand: {
         CString text = GetProcessId(h) == GetCurrentProcessId() ? CString(GetCommandLineW()) : CommandLineOf(h);
-        *value = text.empty() ? ImageName(h) : text;
+        *value = text.empty() ? ProcessPath(GetProcessId(h)) : text;
         return value->empty() ? SystemError() : 0;
     }
     case FC_piduser: *value = UserOf(h); return value->empty() ? SystemError() : 0;
@@ -146,11 +107,6 @@ int ProcessValue(int nCase, HANDLE h, CString *value) {
 
 }  // namespace
 
-CString ProcessImagePath(DWORD pid) {
-    ProcessHandle h(pid, PROCESS_QUERY_LIMITED_INFORMATION);
-    return ImageName(h.get());
-}
-
 // @PID[]: the shell's process id.
 int Func_Pid(FUNCCALL &call) { return SetNumber(call.args, GetCurrentProcessId()); }
 
@@ -158,9 +114,7 @@ int Func_Pid(FUNCCALL &call) { return SetNumber(call.args, GetCurrentProcessId()
 int Func_Ppid(FUNCCALL &call) {
     DWORD pid;
     if (!ReadPid(call.args, &pid)) return ERROR_INVALID_PARAMETER;
-    std::vector<PROCESSENTRY> all;
-    if (int rc = ListProcessEntries(&all)) return rc;
-    for (const PROCESSENTRY &p : all)
+    for (const PROCESSROW &p : ListProcesses())
         if (p.nPid == pid) return SetNumber(call.args, p.nParent);
     return ERROR_INVALID_PARAMETER;
 }
@@ -175,8 +129,8 @@ int Func_ProcessInfo(FUNCCALL &call) {
     DWORD pid;
     if (!ReadPid(call.args, &pid)) return ERROR_INVALID_PARAMETER;
     DWORD access = call.nCase == FC_pidcommand ? PROCESS_QUERY_INFORMATION | PROCESS_VM_READ : PROCESS_QUERY_INFORMATION;
-    ProcessHandle full(pid, access), limited(pid, full.get() ? 0 : PROCESS_QUERY_LIMITED_INFORMATION);
-    HANDLE h = full.get() ? full.get() : limited.get();
+    ProcessHandle full(pid, access), limited(pid, full.Get() ? 0 : PROCESS_QUERY_LIMITED_INFORMATION);
+    HANDLE h = full.Get() ? full.Get() : limited.Get();
     if (!h) return SystemError();
     CString value;
     if (int rc = ProcessValue(call.nCase, h, &value)) return rc;
@@ -191,11 +145,9 @@ int Func_IsProc(FUNCCALL &call) {
     name.Trim();
     StripQuotes_S(name);
     if (name.empty()) return ERROR_INVALID_PARAMETER;
-    std::vector<PROCESSENTRY> all;
-    if (int rc = ListProcessEntries(&all)) return rc;
     long long pid = -1;
     bool byId = ReadWholeNumber(name, &pid);
-    for (const PROCESSENTRY &p : all) {
+    for (const PROCESSROW &p : ListProcesses()) {
         CString bare = p.sName;
         if (bare.size() > 4 && bare.Right(4).EqualsNoCase(L".exe")) bare.resize(bare.size() - 4);
         if (byId ? p.nPid == (DWORD)pid : MatchNamePattern(name.c_str(), p.sName.c_str()) || MatchNamePattern(name.c_str(), bare.c_str()))

@@ -11,33 +11,13 @@
 #include "console/screen.h"
 #include "core/args.h"
 #include "core/format.h"
+#include "system/system.h"
 #include "vars/func_internal.h"
-#include "vars/lists.h"
 
 namespace {
 
-CString TitleOf(HWND w) {
-    int n = GetWindowTextLengthW(w);
-    CString title((size_t)n + 1, L'\0');
-    title.resize((size_t)GetWindowTextW(w, title.data(), n + 1));
-    return title;
-}
-
-struct WindowSearch {
-    CString sPattern;
-    HWND hFound = nullptr;
-};
-
-BOOL CALLBACK MatchWindow(HWND w, LPARAM data) {
-    WindowSearch *search = (WindowSearch *)data;
-    CString title = TitleOf(w);
-    if (title.empty() || !MatchNamePattern(search->sPattern.c_str(), title.c_str())) return TRUE;
-    search->hFound = w;
-    return FALSE;
-}
-
 // The window that the argument names: a handle, or the first top-level
-// window whose title matches.
+// window whose title matches (visible ones first).
 int FindWindowArg(const CString &args, HWND *w) {
     CString name = args;
     name.Trim();
@@ -48,17 +28,14 @@ int FindWindowArg(const CString &args, HWND *w) {
         *w = (HWND)(intptr_t)handle;
         return IsWindow(*w) ? 0 : ERROR_INVALID_WINDOW_HANDLE;
     }
-    WindowSearch search{name};
-    EnumWindows(MatchWindow, (LPARAM)&search);
-    if (!search.hFound) return ERROR_BD_NO_WINDOW;
-    *w = search.hFound;
-    return 0;
+    *w = FindWindowByTitle(name);
+    return *w ? 0 : ERROR_BD_NO_WINDOW;
 }
 
 CString WindowValue(int nCase, HWND w) {
     RECT r{};
     switch (nCase) {
-    case FC_wintitle: return TitleOf(w);
+    case FC_wintitle: return WindowTitle(w);
     case FC_winclass: {
         wchar_t name[256] = {};
         GetClassNameW(w, name, 256);
@@ -68,7 +45,7 @@ CString WindowValue(int nCase, HWND w) {
     case FC_winpid: {
         DWORD pid = 0;
         GetWindowThreadProcessId(w, &pid);
-        return nCase == FC_winpid ? FormatStr(L"%u", pid) : ProcessImagePath(pid);
+        return nCase == FC_winpid ? FormatStr(L"%u", pid) : ProcessPath(pid);
     }
     case FC_wininfo: return FormatStr(L"%I64u", (unsigned long long)(uintptr_t)w);
     case FC_winpos: GetWindowRect(w, &r); return FormatStr(L"%d,%d", r.top, r.left);

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include "core/format.h"
 #include "scoped_state.h"
+#include "system/system.h"
 #include "vars/func_internal.h"
 
 namespace {
@@ -543,7 +544,7 @@ TEST_F(Families, WindowsByTitle) {
     EXPECT_EQ(V(L"@wintitle", pattern), title);
     EXPECT_EQ(V(L"@winclass", pattern), L"BDXUnitWindowClass");
     EXPECT_EQ(V(L"@winpid", pattern), FormatStr(L"%u", GetCurrentProcessId()));
-    EXPECT_EQ(V(L"@winexename", pattern), ProcessImagePath(GetCurrentProcessId()));
+    EXPECT_EQ(V(L"@winexename", pattern), ProcessPath(GetCurrentProcessId()));
     CString handle = V(L"@wininfo", pattern);
     EXPECT_EQ(handle, FormatStr(L"%I64u", (unsigned long long)(uintptr_t)w));
     EXPECT_EQ(V(L"@wintitle", handle), title);
