@@ -10,6 +10,7 @@
 #include "core/format.h"
 #include "vars/coding.h"
 #include "vars/func_internal.h"
+#include "vars/lists.h"
 
 namespace {
 
@@ -48,9 +49,7 @@ bool ParsePath(const FUNCCALL &call, CString text, REGPATH *path) {
     text.Trim();
     StripQuotes_S(text);
     size_t slash = text.find(L'\\');
-    CString root = text.Left(slash);
-    for (const RootName &r : kRoots)
-        if (root.EqualsNoCase(r.pszShort) || root.EqualsNoCase(r.pszLong)) path->hRoot = r.hKey;
+    path->hRoot = QueryRegistryRoot(text.Left(slash));
     if (!path->hRoot) return false;
     CString rest = slash == CString::npos ? CString() : text.Mid(slash + 1);
     size_t last = rest.rfind(L'\\');
@@ -224,6 +223,15 @@ CString FileArgument(const CString &text) {
 }
 
 }  // namespace
+
+HKEY QueryRegistryRoot(const CString &name, const wchar_t **longName) {
+    for (const RootName &r : kRoots) {
+        if (!name.EqualsNoCase(r.pszShort) && !name.EqualsNoCase(r.pszLong)) continue;
+        if (longName) *longName = r.pszLong;
+        return r.hKey;
+    }
+    return nullptr;
+}
 
 // @REGQUERY[path]: the value as text; stored text is not expanded again.
 int Func_RegQuery(FUNCCALL &call) {

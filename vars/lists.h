@@ -122,6 +122,10 @@ enum : unsigned {
     REG_QUIET = 0x10000000,     // a missing value gives 2 without a message
 };
 int RegistryEnvironment(unsigned flags, CString &text);
+// The predefined key of a registry root name ("HKCU" or
+// "HKEY_CURRENT_USER", any case; HKLM, HKCU, HKCR, HKU, HKCC, HKPD) and
+// its long name; null when the name is no root.
+HKEY QueryRegistryRoot(const CString &name, const wchar_t **longName = nullptr);
 // The environment reload after a settings broadcast (SettingChange).
 void UpdateEnvironment();
 void NoteSettingChange();
