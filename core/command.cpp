@@ -207,6 +207,19 @@ void StripCommandEnds(CString &line) {
 
 int Command(const wchar_t *line, int flags) { return Command_S(CString(line ? line : L""), flags); }
 
+// How deep Command_S calls are nested on this thread (groups, IF, batch
+// files and the like run nested lines).
+static thread_local int nCommandDepth = 0;
+
+namespace {
+
+struct DepthGuard {
+    DepthGuard() { nCommandDepth++; }
+    ~DepthGuard() { nCommandDepth--; }
+};
+
+}  // namespace
+
 // One pass of the compound loop; the state travels in the record.
 struct LineState {
     CString line;
@@ -302,9 +315,12 @@ static bool RunNextCommand(LineState &s) {
             chain = CHAIN_OR;
             tail.erase(0, 1);
         } else {
-            if (OpenPipe(&s.redir, tail)) return false;
             s.pipeOpened = true;
-            if (!s.redir.fPipeOpen) tail.clear();
+            if (OpenPipe(&s.redir, tail)) {
+                s.result = 2;
+                return false;
+            }
+            if (!s.redir.fPipe) tail.clear();
         }
     } else if (sep == L'&' || (sep && sep == CommandSepChar())) {
         if (aIniFile.DuplicateBugs && tail.At(0) == L'|' && tail.At(1) == L' ') {
@@ -344,11 +360,15 @@ static bool RunNextCommand(LineState &s) {
     SkipChained(tail, chain, s.result);
     line = tail;
     Unredirect(&s.redir, &s.result, &line);
+    // A shell on the right side of a pipe gives the rest of its line back
+    // after its first command (and after the pipe that command may have
+    // opened has handed back its own rest).
+    if (nCommandDepth == 1) HandBackRestOfLine(line);
     return true;
 }
 
 static void LeaveLine(LineState &s) {
-    if (s.pipeOpened) s.redir.fClipOut = 0;
+    if (s.pipeOpened) s.redir.afClip[REDIR_OUT] = 0;
     Unredirect(&s.redir, nullptr, nullptr);
     if (s.pipeOpened) CleanupTempPipe(&s.redir);
     ResetOutputEncoding();
@@ -356,6 +376,7 @@ static void LeaveLine(LineState &s) {
 
 int Command_S(CString line, int flags) {
     if (line.empty() || line[0] == L':') return 0;
+    DepthGuard depth;
     LineState s;
     s.flags = flags;
     s.echo = ShowsEcho(flags);
