@@ -352,7 +352,8 @@ int RunExternalOrScript(CString &line, CString &name, int storeCommandLine) {
     StripQuotes_S(plain);
     CString found;
     int byVariable = 0;
-    if (plain.find_first_of(L"*?") == CString::npos && !FindJar(line, plain, &found))
+    bool wildcard = plain.find_first_of(L"*?", plain.StartsWith(L"\\\\?\\") ? 4 : 0) != CString::npos;
+    if (!wildcard && !FindJar(line, plain, &found))
         found = SearchPaths(plain.c_str(), nullptr, 0, &byVariable, nullptr);
     if (found.empty()) return NotFound(line, plain);
     if (storeCommandLine) SetEnvironmentVariableW(L"CMDLINE", line.c_str());

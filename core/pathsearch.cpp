@@ -98,7 +98,8 @@ bool FindWildcard(const CString &pattern, CString *found) {
 // with each executable extension (after one test that anything is there),
 // then through the executable-extension variables.
 bool TryPlace(const CString &base, bool command, CString *found, int *byVariable) {
-    if (base.find_first_of(L"*?") != CString::npos) return FindWildcard(base, found);
+    if (base.find_first_of(L"*?", base.StartsWith(L"\\\\?\\") ? 4 : 0) != CString::npos)
+        return FindWildcard(base, found);
     if (!ExtensionOf(base).empty() || !command) {
         if (!QueryIsFile(base)) return false;
         *found = base;

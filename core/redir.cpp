@@ -371,6 +371,7 @@ int ReadHereDocument(const CString &terminator, bool strip, bool expand, CString
 int ReadHereText(CString &line, size_t i, RedirRecord *record, Operator &op) {
     if (line.At(i + 1) == L'<') {
         CString text = SkipWhiteSpace(line.c_str() + i + 2);
+        text.TrimRight();
         op.end = line.size();
         return WriteHereFile(record, op, L"Here", text + L"\r\n");
     }
@@ -441,7 +442,7 @@ int RedirectInput(CString &line, size_t at, RedirRecord *record) {
     int selected = op.sourceDigit < 0 ? REDIR_IN : op.sourceDigit < 3 ? op.sourceDigit : -1;
     size_t i = at + 1;
     bool here = line.At(i) == L'<';
-    if (!here && line.At(i) == L'&' && iswdigit(line.At(i + 1))) op.handleTarget = true, i++;
+    if (!here && line.At(i) == L'&') op.handleTarget = true, i++;
     if (here) {
         op.end = i + 1;
     } else if (ReadTarget(line, i, op)) {

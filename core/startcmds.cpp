@@ -114,8 +114,17 @@ bool ReadStartOptions(CString &args, StartOptions &o) {
         StripEnclosingQuotes_S(o.title);
         NextArgument_S(args, 1);
     }
-    while (GetNthArgument(args.c_str(), 0, &word) && word.At(0) == SwitchCharValue() && word.size() > 1)
+    while (GetNthArgument(args.c_str(), 0, &word)) {
+        if (word.At(0) == L'"' && o.title.empty()) {
+            // A quoted first word among the switches is the title too.
+            o.title = word;
+            StripEnclosingQuotes_S(o.title);
+            NextArgument_S(args, 1);
+            continue;
+        }
+        if (word.At(0) != SwitchCharValue() || word.size() < 2) break;
         if (!TakeSwitch(args, word, o)) return false;
+    }
     return true;
 }
 
@@ -197,8 +206,10 @@ int Start_Command(CString &args) {
     args.Trim();
     if (!o.directory.empty() && !CreateFullPathName(o.directory, 0)) return 2;
     CString name, found;
+    CString command = args;
     if (!o.program.empty()) {
         name = o.program;
+        command = L"\"" + name + L"\" " + args;
     } else if (GetNthArgument(args.c_str(), 0, &name)) {
         NextArgument_S(args, 1);
     }
@@ -208,7 +219,7 @@ int Start_Command(CString &args) {
         CString line = L"\"" + shell + L"\"";
         if (!name.empty()) {
             bool close = o.close || (o.sameConsole && !o.keep);
-            line += FormatStr(L" %s \"%s\" %s", close ? L"/C" : L"/K", name.c_str(), args.c_str());
+            line += FormatStr(L" %s %s", close ? L"/C" : L"/K", command.c_str());
         }
         line.TrimRight();
         return StartProcess(shell, line, o);

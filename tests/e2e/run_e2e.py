@@ -58,7 +58,7 @@ Each run gets a fresh temporary directory: BDX.EXE starts in work/ inside it
 ini file beside work/ passed as @ini, and an empty temp/ beside work/ that a
 script may make its TEMP ("set TEMP=%_cwd\\..\\temp"; Wine sets TEMP itself, so
 the runner cannot).  With --progs, that directory (the small test programs)
-comes first on the PATH.  30 seconds per run.
+comes first on the PATH and is in BDX_PROGS.  30 seconds per run.
 """
 import argparse
 import difflib
@@ -238,7 +238,7 @@ def run(args):
         env.setdefault("WINEPREFIX", os.path.join(PROJECT_ROOT, ".wineprefix"))
         env.setdefault("WINEDEBUG", "-all")
         if args.progs:
-            env["WINEPATH"] = windows_path(args.progs)
+            env["WINEPATH"] = env["BDX_PROGS"] = windows_path(args.progs)
         cmd = [args.wine, exe, "@" + windows_path(ini)] + spec["args"]
         stdin_path = os.path.join(root, "stdin.txt")
         if spec["run"] == "stdin":

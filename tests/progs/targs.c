@@ -1,9 +1,10 @@
 // Test program: show how it was started.  Each argument goes on a line of
-// its own in brackets; "-cmd" shows the raw command line instead, and
+// its own in brackets; "-cmd" shows the raw command line instead, "-cwd"
+// the current directory, and
 // "-env NAME ..." the named environment variables as NAME=value, and
 // "-ppid" tells whether the process id on its first input line is its
 // parent's (a program started straight from the shell, not through a
-// second shell).
+// second shell), "-self" whether it is its own.
 #include "progs.h"
 #include <stdio.h>
 #include <tlhelp32.h>
@@ -25,11 +26,21 @@ int main(int argc, char **argv) {
         puts_out("\r\n");
         return 0;
     }
-    if (argc > 1 && !strcmp(argv[1], "-ppid")) {
+    if (argc > 1 && (!strcmp(argv[1], "-ppid") || !strcmp(argv[1], "-self"))) {
         size_t size;
         char *text = read_all(&size);
         unsigned long given = strtoul(size ? text : "0", NULL, 10);
-        puts_out(given == parent_pid() ? "started by the shell\r\n" : "started by another process\r\n");
+        if (argv[1][1] == 's')
+            puts_out(given == GetCurrentProcessId() ? "my own id\r\n" : "another id\r\n");
+        else
+            puts_out(given == parent_pid() ? "started by the shell\r\n" : "started by another process\r\n");
+        return 0;
+    }
+    if (argc > 1 && !strcmp(argv[1], "-cwd")) {
+        char dir[MAX_PATH];
+        GetCurrentDirectoryA(sizeof dir, dir);
+        puts_out(dir);
+        puts_out("\r\n");
         return 0;
     }
     if (argc > 1 && !strcmp(argv[1], "-env")) {
