@@ -115,9 +115,9 @@ int OpenTempPipe(RedirRecord *record, int marks) {
     HANDLE h = CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, &sa, CREATE_ALWAYS,
                            FILE_ATTRIBUTE_NORMAL, nullptr);
     if (h == INVALID_HANDLE_VALUE) {
-        int rc = BDError(0, name.c_str());
+        int error = (int)GetLastError();
         DeleteFileW(name.c_str());
-        return rc;
+        return BDError(error, name.c_str());
     }
     record->sPipeOut = name;
     record->fTempFile = record->fPipe = record->fTempPipe = 1;
@@ -174,7 +174,14 @@ int PrepareRightSide(const CString &tail, RightSide &right) {
     if (int rc = VariableExpansion(line, 0)) return rc;
     TLS_VARIABLES *tls = GetTLS();
     int encoding = tls->nOutputEncoding;
-    int rc = Redirect(line, &right.redir);
+    int rc;
+    try {
+        rc = Redirect(line, &right.redir);
+    } catch (...) {
+        tls->nOutputEncoding = encoding;
+        Unredirect(&right.redir, nullptr, nullptr);
+        throw;
+    }
     tls->nOutputEncoding = encoding;
     if (rc) {
         Unredirect(&right.redir, nullptr, nullptr);
@@ -201,9 +208,9 @@ int StartRightSide(RedirRecord *record, RightSide &right, int marks) {
     TLS_VARIABLES *tls = GetTLS();
     HANDLE rd = nullptr, wr = nullptr;
     if (!CreatePipe(&rd, &wr, nullptr, kPipeBuffer)) {
-        int rc = BDError(0, nullptr);
+        int error = (int)GetLastError();
         Unredirect(&right.redir, nullptr, nullptr);
-        return rc;
+        return BDError(error, nullptr);
     }
     SetHandleInformation(rd, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
     STARTUPINFOW si{};
@@ -263,7 +270,14 @@ int OpenPipe(RedirRecord *record, CString &tail) {
         if (int rc = ShareWithChild(record, name)) return rc;
         SetEnvironmentVariableW(L"BDXMPIPE", name.c_str());
     }
-    int rc = StartRightSide(record, right, marks);
+    int rc;
+    try {
+        rc = StartRightSide(record, right, marks);
+    } catch (...) {
+        SetEnvironmentVariableW(L"BDXMPIPE", nullptr);
+        CloseShared(record);
+        throw;
+    }
     SetEnvironmentVariableW(L"BDXMPIPE", nullptr);
     if (rc) {
         CloseShared(record);

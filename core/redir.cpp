@@ -336,9 +336,9 @@ int WriteHereFile(RedirRecord *record, Operator &op, const wchar_t *stem, const 
     if (int rc = MakeTempFile(name, prefix.empty() ? L"Here" : prefix.c_str())) return BDError(rc, nullptr);
     HANDLE h = CreateFileW(name.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (h == INVALID_HANDLE_VALUE) {
-        int rc = BDError(0, name.c_str());
+        int error = (int)GetLastError();
         DeleteFileW(name.c_str());
-        return rc;
+        return BDError(error, name.c_str());
     }
     wwriteXP(h, text.c_str(), text.GetLength());
     CloseHandle(h);

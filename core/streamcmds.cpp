@@ -175,20 +175,21 @@ int Tee_Command(CString &args) {
     if (GetSwitches(args, L"A", &switches, 0, nullptr)) return 2;
     std::vector<CString> names;
     if (!FileArguments(args, &names)) return 2;
-    std::vector<HANDLE> sinks{StdOut()};
+    // The files close on every way out, an interrupt included.
+    struct Sinks {
+        std::vector<HANDLE> all;
+        ~Sinks() {
+            for (size_t i = 1; i < all.size(); i++) CloseHandle(all[i]);
+        }
+    } sinks;
+    sinks.all.push_back(StdOut());
     int result = 0;
     for (const CString &name : names) {
         HANDLE h = OpenForWriting(name, switches & SINK_APPEND);
         if (h == INVALID_HANDLE_VALUE) result = 2;
-        else sinks.push_back(h);
+        else sinks.all.push_back(h);
     }
-    try {
-        if (int error = CopyStream(StdIn(), sinks)) result = BDError(error, nullptr);
-    } catch (...) {
-        for (size_t i = 1; i < sinks.size(); i++) CloseHandle(sinks[i]);
-        throw;
-    }
-    for (size_t i = 1; i < sinks.size(); i++) CloseHandle(sinks[i]);
+    if (int error = CopyStream(StdIn(), sinks.all)) result = BDError(error, nullptr);
     return result;
 }
 
@@ -267,9 +268,9 @@ int Pee_Command(CString &args) {
     bool ok = h != INVALID_HANDLE_VALUE && WriteBytes(h, bytes.data(), (DWORD)bytes.size());
     if (h != INVALID_HANDLE_VALUE) CloseHandle(h);
     if (!ok) {
-        int rc = BDError(0, file.c_str());
+        int error = (int)GetLastError();
         DeleteFileW(file.c_str());
-        return rc;
+        return BDError(error, file.c_str());
     }
     int result = 0;
     try {
