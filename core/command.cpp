@@ -8,6 +8,7 @@
 #include "core/bdx.h"
 #include "core/cmdtable.h"
 #include "core/command_internal.h"
+#include "core/error.h"
 #include "core/format.h"
 #include "console/screen.h"
 #include "core/redir.h"
@@ -369,6 +370,9 @@ static bool RunNextCommand(LineState &s) {
 
 static void LeaveLine(LineState &s) {
     if (s.pipeOpened) s.redir.afClip[REDIR_OUT] = 0;
+    // A line left before the right side of "|!" ran: its file is not to
+    // become anybody's input.
+    if (s.redir.fTempPipe) s.redir.fPipe = 0;
     Unredirect(&s.redir, nullptr, nullptr);
     if (s.pipeOpened) CleanupTempPipe(&s.redir);
     ResetOutputEncoding();
@@ -396,7 +400,10 @@ int Command_S(CString line, int flags) {
             }
             if (!RunNextCommand(s)) break;
         }
-    } catch (int) {
+    } catch (int code) {
+        // Ctrl+C ends both sides of a pipe: the right side is not left to
+        // finish what the left side had written.
+        if (code == BREAK_CTRL_C && s.redir.hProcess) TerminateProcess(s.redir.hProcess, BREAK_CTRL_C);
         LeaveLine(s);
         throw;
     } catch (...) {
