@@ -172,14 +172,35 @@ int MakeTempFile(CString &name, const wchar_t *prefix) {
 
 bool QueryIsPipeHandle(HANDLE h) { return h && h != INVALID_HANDLE_VALUE && GetFileType(h) == FILE_TYPE_PIPE; }
 
+namespace {
+
+// Whether a handle is the console.  The answer for the handles the shell
+// started with is kept: they are what every redirection puts back, and
+// each question is a trip to the system.
+bool IsConsoleHandle(HANDLE h) {
+    static const HANDLE *const startup[3] = {&aGlobals.hStdIn, &aGlobals.hStdOut, &aGlobals.hStdErr};
+    static int known[3] = {-1, -1, -1};
+    DWORD mode;
+    for (int i = 0; i < 3; i++) {
+        if (h != *startup[i]) continue;
+        if (known[i] < 0) known[i] = h && h != INVALID_HANDLE_VALUE && GetConsoleMode(h, &mode) ? 1 : 0;
+        return known[i] == 1;
+    }
+    return h && h != INVALID_HANDLE_VALUE && GetConsoleMode(h, &mode);
+}
+
+}  // namespace
+
 void ResetConsoleModes(int which) {
     DWORD mode;
+    bool anyOutput = false;
     auto output = [&](HANDLE h) {
-        if (h && h != INVALID_HANDLE_VALUE && GetConsoleMode(h, &mode))
-            SetConsoleMode(h, (mode & ENABLE_VIRTUAL_TERMINAL_PROCESSING) | 3);
+        if (!IsConsoleHandle(h) || !GetConsoleMode(h, &mode)) return;
+        SetConsoleMode(h, (mode & ENABLE_VIRTUAL_TERMINAL_PROCESSING) | 3);
+        anyOutput = true;
     };
     auto input = [&](HANDLE h) {
-        if (h && h != INVALID_HANDLE_VALUE && GetConsoleMode(h, &mode)) SetConsoleMode(h, (mode & ~0x18u) | 7);
+        if (IsConsoleHandle(h) && GetConsoleMode(h, &mode)) SetConsoleMode(h, (mode & ~0x18u) | 7);
     };
     if (which == REDIR_IN || which < 0) input(CurrentStd(REDIR_IN));
     if (which == REDIR_OUT || which < 0) output(CurrentStd(REDIR_OUT));
@@ -188,31 +209,42 @@ void ResetConsoleModes(int which) {
         input(aGlobals.hConIn);
         output(aGlobals.hConOut);
     }
-    if (which != REDIR_IN) ConsoleANSI();
+    if (anyOutput) ConsoleANSI();
 }
 
 namespace {
 
-// An appended file loses a final Ctrl+Z; the write position goes to the end.
+// An appended file loses a final Ctrl+Z (one byte, or one UTF-16 unit in
+// a file with a byte-order mark); the write position goes to the end.
 void SeekAppendEnd(HANDLE h) {
-    LARGE_INTEGER zero{}, size{};
-    if (!GetFileSizeEx(h, &size) || size.QuadPart == 0) return;
-    unsigned char head[2] = {0, 0}, tail[2] = {0, 0};
+    LARGE_INTEGER zero{}, back{}, size{};
+    back.QuadPart = -1;
+    unsigned char last = 0;
     DWORD got = 0;
-    SetFilePointerEx(h, zero, nullptr, FILE_BEGIN);
-    ReadFile(h, head, 2, &got, nullptr);
-    bool wide = got == 2 && head[0] == 0xFF && head[1] == 0xFE && size.QuadPart % 2 == 0;
-    LARGE_INTEGER back;
-    back.QuadPart = wide ? -2 : -1;
-    SetFilePointerEx(h, back, nullptr, FILE_END);
-    got = 0;
-    ReadFile(h, tail, wide ? 2 : 1, &got, nullptr);
-    bool ctrlZ = wide ? (got == 2 && tail[0] == kCtrlZ && tail[1] == 0) : (got == 1 && tail[0] == kCtrlZ);
-    if (ctrlZ) {
-        SetFilePointerEx(h, back, nullptr, FILE_END);
-        SetEndOfFile(h);
+    if (!SetFilePointerEx(h, back, &size, FILE_END) || !ReadFile(h, &last, 1, &got, nullptr) || got != 1) {
+        SetFilePointerEx(h, zero, nullptr, FILE_END);
+        return;
     }
-    SetFilePointerEx(h, zero, nullptr, FILE_END);
+    size.QuadPart += 1;  // the position before the last byte, plus that byte
+    LARGE_INTEGER cut{};
+    if (last == kCtrlZ) {
+        cut.QuadPart = size.QuadPart - 1;
+    } else if (last == 0 && size.QuadPart >= 4 && size.QuadPart % 2 == 0) {
+        unsigned char head[2] = {}, unit[2] = {};
+        LARGE_INTEGER two;
+        two.QuadPart = -2;
+        SetFilePointerEx(h, zero, nullptr, FILE_BEGIN);
+        ReadFile(h, head, 2, &got, nullptr);
+        SetFilePointerEx(h, two, nullptr, FILE_END);
+        ReadFile(h, unit, 2, &got, nullptr);
+        if (head[0] == 0xFF && head[1] == 0xFE && unit[0] == kCtrlZ && unit[1] == 0) cut.QuadPart = size.QuadPart - 2;
+    }
+    if (cut.QuadPart > 0 || (last == kCtrlZ && cut.QuadPart == 0)) {
+        SetFilePointerEx(h, cut, nullptr, FILE_BEGIN);
+        SetEndOfFile(h);
+    } else {
+        SetFilePointerEx(h, zero, nullptr, FILE_END);
+    }
 }
 
 // A device as an output: the clipboard through its file, printers refused,
