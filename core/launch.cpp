@@ -117,18 +117,6 @@ int ShellStart(const CString &program, const CString &arguments, int error) {
 
 }  // namespace
 
-CString QueryShellProgram() {
-    CString path(MAX_PATH, L'\0');
-    for (;;) {
-        DWORD n = GetModuleFileNameW(nullptr, path.data(), (DWORD)path.size());
-        if (n < path.size()) {
-            path.resize(n);
-            return path;
-        }
-        path.resize(path.size() * 2);
-    }
-}
-
 void PrepareStdHandles(STARTUPINFOW &si, HANDLE in, HANDLE out, HANDLE err, HANDLE copies[3]) {
     HANDLE *slots[3] = {&si.hStdInput, &si.hStdOutput, &si.hStdError};
     HANDLE given[3] = {in, out, err};

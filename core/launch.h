@@ -51,8 +51,6 @@ void WaitForProgram(HANDLE process);
 // the user's arguments.  Nonzero when an association gave a program.
 int MyFindExecutable(CString &file, CString &arguments);
 
-// The full name of the running program (a second shell runs it).
-CString QueryShellProgram();
 // Fill si's standard handles from in, out and err; a handle that a child
 // would not inherit is replaced by an inheritable copy (kept in copies,
 // which ReleaseStdHandles closes once the child has started).

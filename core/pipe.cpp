@@ -261,7 +261,7 @@ int OpenPipe(RedirRecord *record, CString &tail) {
     RightSide right;
     if (int rc = PrepareRightSide(tail, right)) return rc;
     if (right.program.empty()) {
-        right.program = QueryShellProgram();
+        right.program = ProgramFileName();
         right.commandLine = FormatStr(L"\"%s\" %s/c %s", right.program.c_str(),
                                       GetTLS()->nOutputEncoding == 3 ? L"//UnicodeOutput=Yes " : L"", tail.c_str());
         if (right.commandLine.size() > kMaxShellCommandLine)

@@ -138,6 +138,16 @@ bool NeedsShell(const CString &name, CString *found) {
     return ext.EqualsNoCase(L".btm") || ext.EqualsNoCase(L".bat") || ext.EqualsNoCase(L".cmd");
 }
 
+// A started process: its id for %_startpid; with /WAIT its exit code is
+// the result, otherwise the exit code is left alone.
+int FinishStart(HANDLE process, bool wait) {
+    TLS_VARIABLES *tls = GetTLS();
+    tls->nStartPid = (int)GetProcessId(process);
+    if (wait) WaitForProgram(process);
+    CloseHandle(process);
+    return wait ? tls->nExitCode : NO_EXIT_CODE;
+}
+
 // A document, folder or URL: the system opens it.
 int OpenThroughShell(const CString &target, const CString &parameters, const StartOptions &o) {
     SHELLEXECUTEINFOW info{};
@@ -148,16 +158,11 @@ int OpenThroughShell(const CString &target, const CString &parameters, const Sta
     info.lpDirectory = o.directory.empty() ? nullptr : o.directory.c_str();
     info.nShow = o.show;
     if (!ShellExecuteExW(&info)) return BDError(0, target.c_str());
-    TLS_VARIABLES *tls = GetTLS();
-    tls->nStartPid = info.hProcess ? (int)GetProcessId(info.hProcess) : 0;
-    if (!info.hProcess) return o.wait ? 0 : NO_EXIT_CODE;
-    if (!o.wait) {
-        CloseHandle(info.hProcess);
-        return NO_EXIT_CODE;
+    if (!info.hProcess) {
+        GetTLS()->nStartPid = 0;
+        return o.wait ? 0 : NO_EXIT_CODE;
     }
-    WaitForProgram(info.hProcess);
-    CloseHandle(info.hProcess);
-    return tls->nExitCode;
+    return FinishStart(info.hProcess, o.wait);
 }
 
 int StartProcess(const CString &program, CString commandLine, const StartOptions &o) {
@@ -187,15 +192,7 @@ int StartProcess(const CString &program, CString commandLine, const StartOptions
         ResumeThread(pi.hThread);
     }
     CloseHandle(pi.hThread);
-    TLS_VARIABLES *tls = GetTLS();
-    tls->nStartPid = (int)pi.dwProcessId;
-    if (!o.wait) {
-        CloseHandle(pi.hProcess);
-        return NO_EXIT_CODE;
-    }
-    WaitForProgram(pi.hProcess);
-    CloseHandle(pi.hProcess);
-    return tls->nExitCode;
+    return FinishStart(pi.hProcess, o.wait);
 }
 
 }  // namespace
@@ -215,7 +212,7 @@ int Start_Command(CString &args) {
     }
     StripQuotes_S(name);
     if (name.empty() || NeedsShell(name, &found)) {
-        CString shell = QueryShellProgram();
+        CString shell = ProgramFileName();
         CString line = L"\"" + shell + L"\"";
         if (!name.empty()) {
             bool close = o.close || (o.sameConsole && !o.keep);
@@ -250,7 +247,7 @@ int Detach_Command(CString &args) {
         const wchar_t *rest = GetNthArgument(args.c_str(), 1);
         line = L"\"" + program + L"\"" + (rest ? L" " + CString(rest) : CString());
     } else {
-        program = QueryShellProgram();
+        program = ProgramFileName();
         line = L"\"" + program + L"\" /C " + args;
     }
     if (line.size() > kMaxProgramCommandLine) return BDError(ERROR_BD_COMMAND_TOO_LONG, program.c_str());

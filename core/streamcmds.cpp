@@ -33,11 +33,11 @@ bool WriteBytes(HANDLE h, const char *data, DWORD size) {
     return true;
 }
 
-// Copy everything from one handle to the others, in big chunks.
-// Returns 0, or the system code of a failed read.
-int CopyStream(HANDLE from, const std::vector<HANDLE> &to) {
+// Read a handle to its end in big chunks, handing each to sink.  Returns
+// 0, or the system code of a failed read (a pipe's end is no failure).
+template <class Sink>
+int ReadChunks(HANDLE from, Sink sink) {
     std::string buffer(kCopyChunk, '\0');
-    std::vector<bool> open(to.size(), true);
     for (;;) {
         CheckBreak();
         DWORD got = 0;
@@ -46,9 +46,18 @@ int CopyStream(HANDLE from, const std::vector<HANDLE> &to) {
             return error == ERROR_BROKEN_PIPE || error == ERROR_HANDLE_EOF ? 0 : (int)error;
         }
         if (!got) return 0;
-        for (size_t i = 0; i < to.size(); i++)
-            if (open[i]) open[i] = WriteBytes(to[i], buffer.data(), got);
+        sink(buffer.data(), got);
     }
+}
+
+// Copy everything from one handle to the others; a reader that has gone
+// is passed over.
+int CopyStream(HANDLE from, const std::vector<HANDLE> &to) {
+    std::vector<bool> open(to.size(), true);
+    return ReadChunks(from, [&](const char *data, DWORD size) {
+        for (size_t i = 0; i < to.size(); i++)
+            if (open[i]) open[i] = WriteBytes(to[i], data, size);
+    });
 }
 
 // The name of a file argument as a name to open: devices as the system
@@ -142,18 +151,7 @@ bool FileArguments(const CString &args, std::vector<CString> *names) {
 
 // All of standard input.
 int ReadAllInput(std::string *bytes) {
-    std::string buffer(kCopyChunk, '\0');
-    HANDLE in = StdIn();
-    for (;;) {
-        CheckBreak();
-        DWORD got = 0;
-        if (!ReadFile(in, buffer.data(), kCopyChunk, &got, nullptr)) {
-            DWORD error = GetLastError();
-            return error == ERROR_BROKEN_PIPE || error == ERROR_HANDLE_EOF ? 0 : (int)error;
-        }
-        if (!got) return 0;
-        bytes->append(buffer.data(), got);
-    }
+    return ReadChunks(StdIn(), [&](const char *data, DWORD size) { bytes->append(data, size); });
 }
 
 }  // namespace
