@@ -13,7 +13,6 @@ enum : int {
     ERROR_BD_BAD_HANDLE = 0x20000135,           // string 3309
     ERROR_BD_NO_ASSOCIATION = 0x20000136,       // string 3310
     ERROR_BD_NO_FILE_TYPE = 0x20000137,         // string 3311
-    ERROR_BD_MISSING_ARGUMENT = 0x20000138,     // string 3312
     ERROR_BD_ZONE_REFUSED = 0x20000139,         // string 3313
 };
 

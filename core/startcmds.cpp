@@ -12,6 +12,7 @@
 #include "core/launch.h"
 #include "core/pathstub.h"
 #include "core/redir.h"
+#include "system/system.h"
 #include "vars/lists.h"
 
 namespace {
@@ -234,7 +235,7 @@ int Start_Command(CString &args) {
 
 int Detach_Command(CString &args) {
     args.Trim();
-    if (args.empty()) return BDError(ERROR_BD_MISSING_ARGUMENT, nullptr);
+    if (args.empty()) return BDError(ERROR_BD_MISSING_ARGUMENT, L"DETACH");
     CString name, found;
     GetNthArgument(args.c_str(), 0, &name);
     StripQuotes_S(name);
@@ -308,7 +309,7 @@ int Which_Command(CString &args) {
     unsigned switches = 0;
     if (GetSwitches(args, L"A", &switches, 0, nullptr)) return 2;
     CString name;
-    if (!GetNthArgument(args.c_str(), 0, &name)) return BDError(ERROR_BD_MISSING_ARGUMENT, nullptr);
+    if (!GetNthArgument(args.c_str(), 0, &name)) return BDError(ERROR_BD_MISSING_ARGUMENT, L"WHICH");
     int result = 0;
     for (int i = 0; GetNthArgument(args.c_str(), i, &name); i++) {
         StripQuotes_S(name);

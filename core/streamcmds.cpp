@@ -13,6 +13,7 @@
 #include "core/pathstub.h"
 #include "core/redir.h"
 #include "core/redir_internal.h"
+#include "system/system.h"
 
 namespace {
 
@@ -145,7 +146,7 @@ int TypeOne(const CString &argument, unsigned switches) {
 bool FileArguments(const CString &args, std::vector<CString> *names) {
     CString arg;
     for (int i = 0; GetNthArgument(args.c_str(), i, &arg); i++) names->push_back(arg);
-    if (names->empty()) BDError(ERROR_BD_MISSING_ARGUMENT, nullptr);
+    if (names->empty()) BDError(ERROR_BD_MISSING_ARGUMENT, GetTLS()->sCommandName.c_str());
     return !names->empty();
 }
 
@@ -220,7 +221,7 @@ int Sponge_Command(CString &args) {
     unsigned switches = 0;
     if (GetSwitches(args, L"A", &switches, 0, nullptr)) return 2;
     CString name;
-    if (!GetNthArgument(args.c_str(), 0, &name)) return BDError(ERROR_BD_MISSING_ARGUMENT, nullptr);
+    if (!GetNthArgument(args.c_str(), 0, &name)) return BDError(ERROR_BD_MISSING_ARGUMENT, L"SPONGE");
     std::string bytes;
     if (int error = ReadAllInput(&bytes)) return BDError(error, nullptr);
     HANDLE h = OpenForWriting(name, switches & SINK_APPEND);
