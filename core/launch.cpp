@@ -335,6 +335,12 @@ bool FindJar(CString &line, CString &plain, CString *found) {
 
 int RunExternalOrScript(CString &line, CString &name, int storeCommandLine) {
     TLS_VARIABLES *tls = GetTLS();
+    // A URL goes to the system's handler for it (the browser).
+    if (QueryIsURL(name.c_str())) {
+        CString url = name;
+        StripQuotes_S(url);
+        if ((INT_PTR)ShellExecuteW(nullptr, L"open", url.c_str(), nullptr, nullptr, SW_SHOWNORMAL) > 32) return 0;
+    }
     int cut = ScanIndex(name.c_str() + (name.empty() ? 0 : 1), L"`=", L"\"");
     CString plain = cut < 0 ? name : name.Left(cut + 1);
     StripQuotes_S(plain);

@@ -6,6 +6,7 @@
 #include "core/format.h"
 #include "core/launch.h"
 #include "core/redir.h"
+#include "tests/unit/scoped_state.h"
 
 namespace {
 
@@ -13,10 +14,12 @@ HANDLE Std(int which) { return GetStdHandle(STD_INPUT_HANDLE - (DWORD)which); }
 
 class Redirection : public ::testing::Test {
 protected:
+    ScopedOptions options;
+    ScopedThreadState state;
+    ScopedCapture errors;  // the messages of the refusals
     HANDLE before[3];
     CString dir;
     void SetUp() override {
-        IniClear(&aIniFile);
         for (int i = 0; i < 3; i++) before[i] = Std(i);
         wchar_t path[MAX_PATH];
         GetTempPathW(MAX_PATH, path);
@@ -101,6 +104,9 @@ TEST_F(Redirection, FailureHalfWayIsUndone) {
     line = L"x <& y";
     EXPECT_NE(Redirect(line, &r), 0);
     Unredirect(&r, nullptr, nullptr);
+    CString text = errors.Text();
+    EXPECT_NE(text.find(L"Already assigned"), CString::npos);
+    EXPECT_NE(text.find(L"\"<& y\""), CString::npos);
 }
 
 TEST_F(Redirection, NoClobberGuardsAndOverrides) {
@@ -121,13 +127,10 @@ TEST_F(Redirection, NoClobberGuardsAndOverrides) {
 TEST_F(Redirection, InterruptInAGroupRestoresEveryLevel) {
     // A handler that throws as Ctrl+C does, inside a redirected group that
     // holds a redirected command of its own.
-    BUILTIN *row;
-    FindInternalCommand(L"beep", true, &row);
-    CommandHandler saved = row->pfnHandler;
-    row->pfnHandler = [](CString &) -> int { throw 3; };
+    ScopedCommandTable table;
+    table.Replace(L"beep", [](CString &) -> int { throw 3; });
     CString line = L"(echo a > \"" + File(L"b.txt") + L"\" & beep) > \"" + File(L"a.txt") + L"\"";
     EXPECT_THROW(Command_S(line, 0), int);
-    row->pfnHandler = saved;
     EXPECT_EQ(Read(L"b.txt"), L"a\r\n");
 }
 
@@ -141,7 +144,6 @@ TEST_F(Redirection, EncodingSuffixes) {
     EXPECT_EQ(tls->nOutputEncoding, 1);
     EXPECT_EQ(ReadEncodingSuffix(L":abc"), 0u);  // a name, not a suffix
     EXPECT_EQ(ReadEncodingSuffix(L"c:\\x"), 0u);
-    ResetOutputEncoding();
 }
 
 TEST(ProgramKinds, ImagesAndOtherFiles) {
