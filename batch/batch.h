@@ -24,7 +24,6 @@ int GosubInFile(CString &args);
 // 1 true, 0 false, -1 syntax error.  Mode 0: the whole line is the test;
 // 1 (IF) and 2 (IFF): a command follows, and the line keeps only it.
 int TestCondition(CString &line, int mode);
-int CompareStrings(const wchar_t *a, const wchar_t *b, unsigned flags);
 
 // The IFF and DO skip state, saved, zeroed and restored as a whole around
 // CALL and GOSUB.

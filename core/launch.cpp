@@ -11,7 +11,7 @@
 #include "core/bdx.h"
 #include "core/cmdtable.h"
 #include "core/format.h"
-#include "core/pathstub.h"
+#include "files/paths.h"
 #include "core/redir.h"
 #include "vars/lists.h"
 

@@ -2,12 +2,7 @@
 #pragma once
 #include <vector>
 #include "core/bdx.h"
-
-// Whether a name (quotes removed) exists with all of mustHave and none of
-// mustNotHave among its attributes.
-bool QueryFileAttributes(const CString &name, DWORD mustHave, DWORD mustNotHave);
-inline bool QueryIsFile(const CString &name) { return QueryFileAttributes(name, 0, FILE_ATTRIBUTE_DIRECTORY); }
-inline bool QueryIsDirectory(const CString &name) { return QueryFileAttributes(name, FILE_ATTRIBUTE_DIRECTORY, 0); }
+#include "files/paths.h"
 
 const std::vector<CString> &QueryExecutables();
 void SetExecutableFiles();

@@ -151,13 +151,6 @@ CString ExtensionOf(const CString &name) {
     return dot != CString::npos && name[dot] == L'.' ? name.Mid(dot) : CString();
 }
 
-bool QueryFileAttributes(const CString &name, DWORD mustHave, DWORD mustNotHave) {
-    CString plain = name;
-    StripQuotes_S(plain);
-    DWORD attr = GetFileAttributesW(plain.c_str());
-    return attr != INVALID_FILE_ATTRIBUTES && (attr & mustHave) == mustHave && !(attr & mustNotHave);
-}
-
 const std::vector<CString> &QueryExecutables() {
     if (aIniFile.PathExt) {
         static std::vector<CString> fromPathExt;

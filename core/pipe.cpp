@@ -12,7 +12,7 @@
 #include "core/format.h"
 #include "core/cmdtable.h"
 #include "core/launch.h"
-#include "core/pathstub.h"
+#include "files/paths.h"
 #include "vars/lists.h"
 
 namespace {

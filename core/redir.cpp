@@ -12,7 +12,7 @@
 #include "console/screen.h"
 #include "core/args.h"
 #include "core/format.h"
-#include "core/pathstub.h"
+#include "files/paths.h"
 
 namespace {
 
@@ -275,7 +275,9 @@ HANDLE OpenOutputDevice(RedirRecord *record, Operator &op) {
         BDError(ERROR_BD_NO_PRINTER, name.c_str());
         return nullptr;
     }
-    CString device = upper == L"CON" ? CString(L"CONOUT$") : name;
+    CString device = name;
+    if (QueryIsCON(device.c_str())) device = L"CONOUT$";
+    else QueryIsDevice(device);  // a device loses its colon
     HANDLE h = CreateFileW(device.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, Inheritable(),
                            OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (h == INVALID_HANDLE_VALUE)
@@ -288,12 +290,19 @@ HANDLE OpenOutputDevice(RedirRecord *record, Operator &op) {
     return h;
 }
 
+// A device or the clipboard.
+bool IsDeviceName(const CString &target) {
+    CString name = target;
+    StripQuotes_S(name);
+    return QueryIsClip(name.c_str()) || QueryIsDevice(name);
+}
+
 // "name:" that is neither a drive nor a device.
 bool IsUnknownDevice(const CString &target) {
     CString name = target;
     StripQuotes_S(name);
     return name.size() > 2 && name.back() == L':' && name.find_first_of(L"\\/") == CString::npos &&
-           !QueryIsDevice(name);
+           !IsDeviceName(name);
 }
 
 HANDLE OpenOutputFile(Operator &op) {
@@ -327,7 +336,7 @@ HANDLE OpenOutputTarget(RedirRecord *record, const CString &line, Operator &op) 
         BDError(ERROR_BD_UNKNOWN_DEVICE, op.target.c_str());
         return nullptr;
     }
-    if (QueryIsDevice(op.target)) return OpenOutputDevice(record, op);
+    if (IsDeviceName(op.target)) return OpenOutputDevice(record, op);
     return OpenOutputFile(op);
 }
 
@@ -442,17 +451,17 @@ HANDLE OpenInputTarget(RedirRecord *record, const CString &line, Operator &op, i
         BDError(ERROR_BD_UNKNOWN_DEVICE, name.c_str());
         return nullptr;
     }
-    if (name.EqualsNoCase(L"clip:")) {
+    if (QueryIsClip(name.c_str())) {
         name = ClipboardFileName(0);
         if (int rc = CopyFromClipboard(name)) {
             BDError(rc, L"clip:");
             return nullptr;
         }
         if (selected >= 0) record->afClip[selected] = 3;
+    } else if (QueryIsCON(name.c_str())) {
+        name = L"CONIN$";
     } else if (QueryIsDevice(name)) {
-        CString upper = name;
-        upper.MakeUpper();
-        if (upper.StartsWith(L"CON") && upper.size() <= 4) name = L"CONIN$";
+        // opened by its name, which has lost any colon
     } else if (!CreateFullPathName(name, 0)) {
         return nullptr;
     }

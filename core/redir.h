@@ -5,15 +5,15 @@
 
 // Program error codes of redirection, pipes and launching.
 enum : int {
-    ERROR_BD_UNKNOWN_DEVICE = 0x20000130,       // string 3304
-    ERROR_BD_NO_PRINTER = 0x20000131,           // string 3305
-    ERROR_BD_HERE_OUTSIDE_BATCH = 0x20000132,   // string 3306
-    ERROR_BD_HERE_NO_END = 0x20000133,          // string 3307
-    ERROR_BD_COMMAND_TOO_LONG = 0x20000134,     // string 3308
-    ERROR_BD_BAD_HANDLE = 0x20000135,           // string 3309
-    ERROR_BD_NO_ASSOCIATION = 0x20000136,       // string 3310
-    ERROR_BD_NO_FILE_TYPE = 0x20000137,         // string 3311
-    ERROR_BD_ZONE_REFUSED = 0x20000139,         // string 3313
+    ERROR_BD_UNKNOWN_DEVICE = 0x200001C0,       // string 3448
+    ERROR_BD_NO_PRINTER = 0x200001C1,           // string 3449
+    ERROR_BD_HERE_OUTSIDE_BATCH = 0x200001C2,   // string 3450
+    ERROR_BD_HERE_NO_END = 0x200001C3,          // string 3451
+    ERROR_BD_COMMAND_TOO_LONG = 0x200001C4,     // string 3452
+    ERROR_BD_BAD_HANDLE = 0x200001C5,           // string 3453
+    ERROR_BD_NO_ASSOCIATION = 0x200001C6,       // string 3454
+    ERROR_BD_NO_FILE_TYPE = 0x200001C7,         // string 3455
+    ERROR_BD_ZONE_REFUSED = 0x200001C8,         // string 3456
 };
 
 // Longest command line that a program is started with.

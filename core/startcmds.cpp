@@ -10,7 +10,7 @@
 #include "core/format.h"
 #include "core/instance.h"
 #include "core/launch.h"
-#include "core/pathstub.h"
+#include "files/paths.h"
 #include "core/redir.h"
 #include "system/system.h"
 #include "vars/lists.h"

@@ -10,7 +10,7 @@
 #include "core/args.h"
 #include "core/cmdtable.h"
 #include "core/format.h"
-#include "core/pathstub.h"
+#include "files/paths.h"
 #include "core/redir.h"
 #include "core/redir_internal.h"
 #include "system/system.h"
@@ -65,13 +65,11 @@ int CopyStream(HANDLE from, const std::vector<HANDLE> &to) {
 // knows them, files completed.  false after reporting.
 bool OpenableName(CString &name, bool forWriting) {
     StripQuotes_S(name);
-    if (QueryIsDevice(name)) {
-        CString upper = name;
-        upper.MakeUpper();
-        if (upper == L"CON" || upper == L"CON:") name = forWriting ? L"CONOUT$" : L"CONIN$";
-        if (!upper.empty() && upper.back() == L':') name.pop_back();
+    if (QueryIsCON(name.c_str())) {
+        name = forWriting ? L"CONOUT$" : L"CONIN$";
         return true;
     }
+    if (QueryIsDevice(name)) return true;
     return CreateFullPathName(name, 0);
 }
 
@@ -118,7 +116,7 @@ void TypeLines(HANDLE file, unsigned switches) {
 int TypeOne(const CString &argument, unsigned switches) {
     CString name = argument;
     StripQuotes_S(name);
-    bool clip = name.EqualsNoCase(L"clip:");
+    bool clip = QueryIsClip(name.c_str()) != 0;
     if (clip) {
         name = ClipboardFileName(0);
         if (int rc = CopyFromClipboard(name)) return BDError(rc, L"clip:");

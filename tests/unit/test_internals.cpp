@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <set>
 #include "core/format.h"
+#include "files/dates.h"
 #include "vars/functions.h"
 #include "vars/internals.h"
 #include "scoped_state.h"
