@@ -217,7 +217,7 @@ int StartRightSide(RedirRecord *record, RightSide &right, int marks) {
     si.cb = sizeof(si);
     si.wShowWindow = SW_SHOW;
     HANDLE copies[3] = {};
-    PrepareStdHandles(si, right.redir.ahSaved[REDIR_IN] ? StdIn() : rd, StdOut(), StdErr(), copies);
+    PrepareStdHandles(si, right.redir.afSaved[REDIR_IN] ? StdIn() : rd, StdOut(), StdErr(), copies);
     PROCESS_INFORMATION pi{};
     BOOL ok = CreateProcessW(right.program.c_str(), right.commandLine.data(), nullptr, nullptr, TRUE,
                              CREATE_DEFAULT_ERROR_MODE, nullptr, nullptr, &si, &pi);

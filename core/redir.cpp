@@ -34,8 +34,8 @@ bool UsedAsStd(HANDLE h) {
 // that is no handle.
 void CloseIfUnused(HANDLE h, const RedirRecord *record) {
     if (!h || h == INVALID_HANDLE_VALUE || UsedAsStd(h)) return;
-    for (HANDLE saved : record->ahSaved)
-        if (saved == h) return;
+    for (int i = 0; i < 3; i++)
+        if (record->afSaved[i] && record->ahSaved[i] == h) return;
     SetLastError(NO_ERROR);
     if (GetFileType(h) != FILE_TYPE_UNKNOWN || GetLastError() == NO_ERROR) CloseHandle(h);
 }
@@ -47,8 +47,8 @@ void Install(RedirRecord *record, int marks, HANDLE h) {
     for (int which = REDIR_ERR; which >= REDIR_IN; which--) {
         if (!(marks & (1 << which))) continue;
         HANDLE old = CurrentStd(which);
-        bool first = !record->ahSaved[which];
-        if (first) record->ahSaved[which] = old;
+        bool first = !record->afSaved[which];
+        if (first) record->ahSaved[which] = old, record->afSaved[which] = 1;
         SetStdHandle(StdSlot(which), h);
         if (!first) CloseIfUnused(old, record);
     }
@@ -489,7 +489,7 @@ int RedirectInput(CString &line, size_t at, RedirRecord *record) {
     } else if (ReadTarget(line, i, op)) {
         return 2;
     }
-    if (selected >= 0 && record->ahSaved[selected]) return BDError(85, OperatorText(line, op).c_str());
+    if (selected >= 0 && record->afSaved[selected]) return BDError(85, OperatorText(line, op).c_str());
     if (here && ReadHereText(line, i, record, op)) return 2;
     if (op.target.empty()) return BDError(ERROR_BD_REDIR_SYNTAX, OperatorText(line, op).c_str());
     HANDLE h = OpenInputTarget(record, line, op, selected);
@@ -532,16 +532,17 @@ void RestoreHandles(RedirRecord *record) {
     HANDLE current[3] = {};
     bool any = false;
     for (int which = REDIR_IN; which <= REDIR_ERR; which++) {
-        if (!record->ahSaved[which]) continue;
+        if (!record->afSaved[which]) continue;
         any = true;
         current[which] = CurrentStd(which);
         if (record->afClip[which] == 1 || record->afClip[which] == 2) CopyToClipboard(current[which]);
     }
     if (!any) return;
     for (int which = REDIR_IN; which <= REDIR_ERR; which++) {
-        if (!record->ahSaved[which]) continue;
+        if (!record->afSaved[which]) continue;
         SetStdHandle(StdSlot(which), record->ahSaved[which]);
         record->ahSaved[which] = nullptr;
+        record->afSaved[which] = 0;
     }
     for (int which = REDIR_IN; which <= REDIR_ERR; which++) {
         if (!current[which]) continue;

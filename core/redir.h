@@ -24,7 +24,8 @@ enum : int { REDIR_IN = 0, REDIR_OUT = 1, REDIR_ERR = 2 };
 
 // One per Command_S call, reused for each command of the line.
 struct RedirRecord {
-    HANDLE ahSaved[3] = {};       // the handle before this command's redirection, null when none
+    HANDLE ahSaved[3] = {};       // the handle before this command's redirection
+    int afSaved[3] = {};          // ahSaved holds one (which may itself be null: a shell with no console)
     int afClip[3] = {};           // the handle goes to or comes from the clipboard through a file
     int fPipe = 0;                // a pipe is open from this command
     int fTempPipe = 0;            // the pipe is the sequential |! form
