@@ -69,9 +69,9 @@ bool ReadWholeNumber(const CString &text, long long *value);
 
 // Program error codes of the function families (string = code - 0x1FFFF448).
 enum : int {
-    ERROR_BD_RESULT_TOO_LONG = 0x200001C0,    // 3448 the value would be too long
-    ERROR_BD_NO_SUCH_DEVICE = 0x200001C1,     // 3449 this machine has no such device
-    ERROR_BD_BAD_ENCODING = 0x200001C2,       // 3450 the text is not valid in that coding
+    ERROR_BD_RESULT_TOO_LONG = 0x200001E0,    // 3480 the value would be too long
+    ERROR_BD_NO_SUCH_DEVICE = 0x200001E1,     // 3481 this machine has no such device
+    ERROR_BD_BAD_ENCODING = 0x200001E2,       // 3482 the text is not valid in that coding
 };
 // The longest value a function builds (characters); a longer one is
 // refused with ERROR_BD_RESULT_TOO_LONG rather than exhausting memory.
