@@ -1,0 +1,330 @@
+// The sources of names around FindFiles: @file lists and their line
+// reader, single remote objects, wildcards in directory parts, the volume
+// and link queries an entry needs, and the descent of /S with its loop
+// guard.
+#include "core/bdx.h"
+#include <winioctl.h>
+#include <cwchar>
+#include "config/ini.h"
+#include "core/args.h"
+#include "files/paths.h"
+#include "files/search_internal.h"
+
+namespace {
+
+constexpr int kMaxListLine = 65535;
+constexpr DWORD kTagMountPoint = 0xA0000003;
+constexpr DWORD kTagSymbolicLink = 0xA000000C;
+
+// The clipboard's text, or empty.
+CString ClipboardText() {
+    CString text;
+    if (!OpenClipboard(nullptr)) return text;
+    if (HANDLE data = GetClipboardData(CF_UNICODETEXT)) {
+        if (const wchar_t *p = static_cast<const wchar_t *>(GlobalLock(data))) {
+            text = p;
+            GlobalUnlock(data);
+        }
+    }
+    CloseClipboard();
+    return text;
+}
+
+// Line of text at *offset (characters), moving the offset behind it.
+int LineOfText(const CString &text, long *offset, CString &line) {
+    if (*offset < 0 || (size_t)*offset >= text.size()) return ERROR_HANDLE_EOF;
+    size_t end = text.find_first_of(L"\r\n", (size_t)*offset);
+    if (end == CString::npos) end = text.size();
+    line = CString(text.substr((size_t)*offset, end - (size_t)*offset)).Left(kMaxListLine);
+    if (end < text.size() && text[end] == L'\r') end++;
+    if (end < text.size() && text[end] == L'\n') end++;
+    *offset = (long)end;
+    return 0;
+}
+
+// Whether bytes are UTF-8 (plain ASCII counts too).
+bool LooksLikeUtf8(const char *bytes, DWORD size) {
+    return MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes, (int)size, nullptr, 0) > 0 || size == 0;
+}
+
+}  // namespace
+
+int GetFileLine(const wchar_t *name, long *offset, CString &line) {
+    line.clear();
+    if (QueryIsCON(name)) {
+        int got = GetNextLine(StdIn(), line, 0, nullptr, kMaxListLine);
+        return got > 0 || !line.empty() ? 0 : ERROR_HANDLE_EOF;
+    }
+    if (QueryIsClip(name)) return LineOfText(ClipboardText(), offset, line);
+    HANDLE h = CreateFileW(name, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
+    if (h == INVALID_HANDLE_VALUE) return (int)GetLastError();
+    char head[4096];
+    DWORD got = 0;
+    if (!ReadFile(h, head, sizeof(head), &got, nullptr)) got = 0;
+    bool wide = got >= 2 && (unsigned char)head[0] == 0xFF && (unsigned char)head[1] == 0xFE;
+    bool bom8 = got >= 3 && (unsigned char)head[0] == 0xEF && (unsigned char)head[1] == 0xBB &&
+                (unsigned char)head[2] == 0xBF;
+    if (*offset == 0) *offset = wide ? 2 : bom8 ? 3 : 0;
+    int flags = wide ? 0x10000 : (bom8 || LooksLikeUtf8(head, got)) ? 0x20000 : 0;
+    LARGE_INTEGER at;
+    at.QuadPart = *offset;
+    int consumed = 0;
+    if (SetFilePointerEx(h, at, nullptr, FILE_BEGIN)) consumed = GetNextLine(h, line, flags | 0x8000, nullptr, kMaxListLine);
+    CloseHandle(h);
+    if (consumed <= 0) return ERROR_HANDLE_EOF;
+    *offset += wide ? consumed * 2 : consumed;
+    return 0;
+}
+
+bool OpenListFile(const CString &pattern, unsigned long flags, FILESEARCH *fs) {
+    if (flags & (FIND_LITERAL | FIND_NO_LIST_FILE)) return false;
+    CString text = pattern;
+    text.Trim();
+    StripQuotes_S(text);
+    if (text.find_first_of(L"[?*") != CString::npos || text.find(L"::") != CString::npos) return false;
+    size_t at = text.At(0) == L'@' ? 0 : PathLength(text.c_str());
+    if (text.At(at) != L'@' || GetFileAttributesW(text.c_str()) != INVALID_FILE_ATTRIBUTES) return false;
+    CString list = text;
+    list.erase(at, 1);
+    if (list.empty()) return false;
+    CString device = list;
+    bool isDevice = QueryIsDevice(device) || QueryIsClip(list.c_str());
+    if (!isDevice && !QueryIsFile(list)) return false;
+    fs->sListFile = isDevice ? device : list;
+    fs->nListPosition = 0;
+    return true;
+}
+
+bool FindRemoteObject(int which, const CString &pattern, unsigned long flags, FILESEARCH *fs, CString *fullName,
+                      int kind) {
+    if (kind == 10 || (flags & FIND_ONLY_DIRS)) {
+        if (!(flags & FIND_NO_ERRORS)) BDError(ERROR_FILE_NOT_FOUND, pattern.c_str());
+        return false;
+    }
+    if (which == FIND_NEXT) return false;
+    fs->sName = FilenamePart(pattern.c_str());
+    if (fullName) *fullName = pattern;
+    return true;
+}
+
+namespace {
+
+// The parts of a path, split at its separators; a "\\?\" or "\\.\" prefix
+// and the root stay in front of the first part.
+void SplitSegments(const CString &path, CString *root, std::vector<CString> *segments) {
+    size_t start = 0;
+    if (path.StartsWith(L"\\\\?\\") || path.StartsWith(L"\\\\.\\")) start = 4;
+    if (path.At(start + 1) == L':') start += 2;
+    else if (start == 0 && path.StartsWith(L"\\\\")) {
+        // \\server\share stays whole.
+        size_t server = path.find_first_of(L"\\/", 2);
+        size_t share = server == CString::npos ? CString::npos : path.find_first_of(L"\\/", server + 1);
+        start = share == CString::npos ? path.size() : share;
+    }
+    if (path.At(start) == L'\\' || path.At(start) == L'/') start++;
+    *root = path.Left(start);
+    segments->clear();
+    for (size_t i = start; i < path.size();) {
+        size_t end = path.find_first_of(L"\\/", i);
+        if (end == CString::npos) end = path.size();
+        if (end > i) segments->push_back(path.substr(i, end - i));
+        i = end + 1;
+    }
+}
+
+bool IsWildSegment(const CString &base, const CString &segment) {
+    if (segment.find_first_of(L"*?") != CString::npos) return true;
+    if (segment.find(L'[') == CString::npos) return false;
+    CString probe = base;
+    MakeDirectoryName(probe, segment.c_str());
+    return !QueryIsDirectory(probe);
+}
+
+// The subdirectories of base that match a wild segment, sorted by name.
+std::vector<CString> MatchingDirectories(const CString &base, const CString &segment, unsigned long flags) {
+    std::vector<CString> names;
+    CString pattern = base;
+    MakeDirectoryName(pattern, segment.c_str());
+    FILESEARCH fs;
+    unsigned long mask = FIND_NO_LIST_FILE | FIND_NO_ERRORS | FIND_ONLY_DIRS | FIND_NO_DOT_NAMES | FIND_LITERAL |
+                         FILE_ATTRIBUTE_DIRECTORY | (flags & (FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM));
+    for (int which = FIND_FIRST; FindFiles(which, pattern, mask, &fs, nullptr); which = FIND_NEXT)
+        names.push_back(fs.sName);
+    ShellSort(names, [](const CString &a, const CString &b) {
+        return CompareStrings(a.c_str(), b.c_str(), COMPARE_NUMERIC | COMPARE_FILE_NAMES);
+    });
+    return names;
+}
+
+void ExpandFrom(const CString &base, const std::vector<CString> &segments, size_t at, unsigned long flags,
+                std::vector<CString> *out) {
+    CString dir = base;
+    for (; at < segments.size(); at++) {
+        const CString &segment = segments[at];
+        if (segment == L"**") {
+            ExpandFrom(dir, segments, at + 1, flags, out);
+            for (const CString &name : MatchingDirectories(dir, L"*", flags)) {
+                CString sub = dir;
+                MakeDirectoryName(sub, name.c_str());
+                ExpandFrom(sub, segments, at, flags, out);
+            }
+            return;
+        }
+        if (IsWildSegment(dir, segment)) {
+            for (const CString &name : MatchingDirectories(dir, segment, flags)) {
+                CString sub = dir;
+                MakeDirectoryName(sub, name.c_str());
+                ExpandFrom(sub, segments, at + 1, flags, out);
+            }
+            return;
+        }
+        MakeDirectoryName(dir, segment.c_str());
+    }
+    out->push_back(dir);
+}
+
+}  // namespace
+
+void ExpandWildcardDirectories(const CString &path, unsigned long flags, std::vector<CString> *directories) {
+    directories->clear();
+    if (path.empty() || path.find(L"::") != CString::npos) return;
+    CString root;
+    std::vector<CString> segments;
+    SplitSegments(path, &root, &segments);
+    bool wild = false;
+    CString probe = root;
+    for (const CString &segment : segments) {
+        if (IsWildSegment(probe, segment)) {
+            wild = true;
+            break;
+        }
+        MakeDirectoryName(probe, segment.c_str());
+    }
+    if (!wild) return;
+    ExpandFrom(root, segments, 0, flags, directories);
+}
+
+int QueryIFSType(const wchar_t *name) {
+    // One volume query per root: listings ask for every directory.
+    static thread_local CString lastRoot;
+    static thread_local int lastType = 1;
+    CString full(MAX_PATH, L'\0');
+    DWORD n = GetFullPathNameW(name && *name ? name : L".", (DWORD)full.size(), full.data(), nullptr);
+    if (n >= full.size()) {
+        full.resize(n + 1);
+        n = GetFullPathNameW(name, n + 1, full.data(), nullptr);
+    }
+    full.resize(n);
+    CString root(full.size() + 2, L'\0');
+    if (!n || !GetVolumePathNameW(full.c_str(), root.data(), (DWORD)root.size())) return 1;
+    root.resize(wcslen(root.c_str()));
+    if (StrICmp(root, lastRoot) == 0) return lastType;
+    wchar_t fsName[MAX_PATH + 1] = {};
+    DWORD serial = 0, maxComponent = 0, fsFlags = 0;
+    UINT old = SetErrorMode(SEM_FAILCRITICALERRORS);
+    BOOL ok = GetVolumeInformationW(root.c_str(), nullptr, 0, &serial, &maxComponent, &fsFlags, fsName, MAX_PATH + 1);
+    SetErrorMode(old);
+    int type = !ok ? 1 : StrICmp(fsName, L"NTFS") == 0 ? 2 : maxComponent <= 12 ? 0 : 1;
+    lastRoot = root;
+    lastType = type;
+    return type;
+}
+
+namespace {
+
+// The reparse data of a mount point or a symbolic link, as the system
+// hands it out.
+struct REPARSEDATA {
+    DWORD nTag;
+    WORD nLength;
+    WORD nReserved;
+    WORD nSubstituteOffset, nSubstituteLength, nPrintOffset, nPrintLength;
+};
+
+}  // namespace
+
+int QueryLinkTarget(const wchar_t *name, CString *target) {
+    if (target) target->clear();
+    HANDLE h = CreateFileW(name, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                           FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (h == INVALID_HANDLE_VALUE) return 0;
+    std::string buffer(MAXIMUM_REPARSE_DATA_BUFFER_SIZE, '\0');
+    DWORD got = 0;
+    BOOL ok = DeviceIoControl(h, FSCTL_GET_REPARSE_POINT, nullptr, 0, buffer.data(), (DWORD)buffer.size(), &got, nullptr);
+    CloseHandle(h);
+    if (!ok || got < sizeof(REPARSEDATA)) return 0;
+    const auto *data = reinterpret_cast<const REPARSEDATA *>(buffer.data());
+    size_t pathStart = sizeof(REPARSEDATA);
+    int kind = 0;
+    if (data->nTag == kTagMountPoint) kind = 1;
+    else if (data->nTag == kTagSymbolicLink) {
+        kind = 2;
+        pathStart += sizeof(ULONG);  // the symbolic link's flags word
+    } else {
+        return 0;
+    }
+    auto text = [&](WORD offset, WORD length) {
+        size_t from = pathStart + offset;
+        if (from + length > got) return CString();
+        return CString(reinterpret_cast<const wchar_t *>(buffer.data() + from), length / sizeof(wchar_t));
+    };
+    CString path = text(data->nPrintOffset, data->nPrintLength);
+    if (path.empty()) {
+        path = text(data->nSubstituteOffset, data->nSubstituteLength);
+        if (path.StartsWith(L"\\??\\")) path.erase(0, 4);
+    }
+    if (target) *target = path;
+    return kind;
+}
+
+CString AttributeText(unsigned attributes, bool longForm) {
+    static const struct {
+        wchar_t letter;
+        unsigned bit;
+    } places[] = {{L'R', 0x1},   {L'H', 0x2},    {L'S', 0x4},     {L'A', 0x20},    {L'D', 0x10},   {L'E', 0x4000},
+                  {L'N', 0x80},  {L'T', 0x100},  {L'L', 0x400},   {L'F', 0x200},   {L'C', 0x800},  {L'O', 0x1000},
+                  {L'I', 0x2000}, {L'V', 0x8000}, {L'X', 0x20000}, {L'P', 0x80000}, {L'U', 0x100000}};
+    size_t count = longForm ? sizeof(places) / sizeof(places[0]) : 5;
+    CString text(count, L'_');
+    for (size_t i = 0; i < count; i++)
+        if (attributes & places[i].bit) text[i] = places[i].letter;
+    return text;
+}
+
+bool EnterDirectory(DESCENT &descent, const CString &dir) {
+    DESCENT::ID id{0, ~0ULL};
+    HANDLE h = CreateFileW(dir.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                           OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (h != INVALID_HANDLE_VALUE) {
+        BY_HANDLE_FILE_INFORMATION info;
+        if (GetFileInformationByHandle(h, &info))
+            id = {info.dwVolumeSerialNumber, ((unsigned long long)info.nFileIndexHigh << 32) | info.nFileIndexLow};
+        CloseHandle(h);
+    }
+    if (id.nIndex != ~0ULL)
+        for (const DESCENT::ID &above : descent.aChain)
+            if (above.nIndex == id.nIndex && above.nVolume == id.nVolume) return false;
+    descent.aChain.push_back(id);
+    descent.nLevel++;
+    return true;
+}
+
+void LeaveDirectory(DESCENT &descent) {
+    if (!descent.aChain.empty()) descent.aChain.pop_back();
+    descent.nLevel--;
+}
+
+int ListSubdirectories(const CString &dir, const CString &keys, bool noJunctions, std::vector<CString> *names) {
+    names->clear();
+    CString pattern = dir;
+    MakeDirectoryName(pattern, L"*");
+    FILESEARCH fs;
+    unsigned long mask = FIND_NO_LIST_FILE | FIND_NO_ERRORS | FIND_ONLY_DIRS | FIND_NO_DOT_NAMES | FIND_LITERAL |
+                         FIND_ALL_ATTRIBUTES | (noJunctions ? (unsigned long)FIND_NO_REPARSE : 0UL);
+    std::vector<FILEENTRY> found;
+    for (int which = FIND_FIRST; FindFiles(which, pattern, mask, &fs, nullptr); which = FIND_NEXT) found.push_back(fs);
+    int rc = fs.aSearch.nResult;
+    if (!keys.StartsWith(L"u")) SortFileEntries(found, keys);
+    for (FILEENTRY &e : found) names->push_back(std::move(e.sName));
+    return found.empty() && rc != ERROR_FILE_NOT_FOUND ? rc : (int)0;
+}
