@@ -244,6 +244,9 @@ int ReadArguments(DIRSTATE &st, const CString &args, std::vector<CString> *names
         }
     }
     if (st.fPdir) st.fFlags |= DIR_NO_HEADER | DIR_NO_SUMMARY;
+    // Dates and times are worked out only for the layouts that show them.
+    st.fShowTimes = st.fPdir || !(Has(st, DIR_BARE_NAMES) || Has(st, DIR_FULL_NAMES) || Has(st, DIR_WIDE) ||
+                                  st.nColumns == 4 || Has(st, DIR_SUMMARY_ONLY));
     if (st.nColumns > 1 || Has(st, DIR_WIDE)) st.fFlags &= ~DIR_MULTI_COLUMN_OFF;
     return 0;
 }
@@ -290,6 +293,35 @@ CString StreamList(const CString &full) {
     return list;
 }
 
+// A file time as the listing shows it.  The local time of each quarter
+// hour is asked for once: asking the system for each of many thousand
+// entries costs more than the listing itself, and a change of the clock
+// (summer time) always falls on a quarter hour.
+void ShownTime(unsigned long long ticks, bool utc, SYSTEMTIME *out) {
+    constexpr unsigned long long kQuarterHour = 9000000000ULL;
+    constexpr size_t kSlots = 64;
+    static thread_local unsigned long long bucket[kSlots], bias[kSlots];
+    static thread_local bool filled[kSlots];
+    if (utc) {
+        FileTimeToDate(ticks, true, out);
+        return;
+    }
+    unsigned long long b = ticks / kQuarterHour;
+    size_t slot = (size_t)(b % kSlots);
+    if (!filled[slot] || bucket[slot] != b) {
+        SYSTEMTIME local;
+        FILETIME ft;
+        if (!FileTimeToDate(b * kQuarterHour, false, &local) || !SystemTimeToFileTime(&local, &ft)) {
+            FileTimeToDate(ticks, false, out);
+            return;
+        }
+        bucket[slot] = b;
+        bias[slot] = ((unsigned long long)ft.dwHighDateTime << 32 | ft.dwLowDateTime) - b * kQuarterHour;
+        filled[slot] = true;
+    }
+    FileTimeToDate(ticks + bias[slot], true, out);
+}
+
 // One accepted entry into a DIR entry, with the queries its flags ask for.
 void MakeEntry(DIRSTATE &st, const CString &dir, bool descriptions, unsigned long cluster, DIRENTRY &e) {
     const FILESEARCH &fs = st.aSearch;
@@ -297,8 +329,10 @@ void MakeEntry(DIRSTATE &st, const CString &dir, bool descriptions, unsigned lon
     e.ftWrite = Ticks(fs.ftLastWrite);
     e.ftAccess = Ticks(fs.ftLastAccess);
     e.ftCreation = Ticks(fs.ftCreation);
-    unsigned long long shown = st.cTimeField == L'a' ? e.ftAccess : st.cTimeField == L'c' ? e.ftCreation : e.ftWrite;
-    FileTimeToDate(shown, st.fUTC, &e.stTime);
+    if (st.fShowTimes) {
+        unsigned long long shown = st.cTimeField == L'a' ? e.ftAccess : st.cTimeField == L'c' ? e.ftCreation : e.ftWrite;
+        ShownTime(shown, st.fUTC, &e.stTime);
+    }
     e.nSize = fs.nSize;
     e.sName = fs.sName;
     e.sShortName = fs.sAltName;
@@ -349,14 +383,17 @@ void SortEntries(DIRSTATE &st, std::vector<DIRENTRY> &entries) {
 
 // Read one directory's matching entries.  Returns 0, or the system's
 // code when the directory can't be read.
+// subdirs, when not null, takes the subdirectories the read met; *complete
+// tells whether that was all of them.
 int GatherEntries(DIRSTATE &st, const CString &dir, const CString &filePart, std::vector<DIRENTRY> &entries,
-                  DIRTOTALS &totals) {
+                  DIRTOTALS &totals, std::vector<FILEENTRY> *subdirs, bool *complete) {
     CString pattern = dir + filePart;
-    unsigned long flags = st.nFindFlags | FIND_NO_ERRORS | FIND_USE_RANGES | FIND_USE_EXCLUSIONS;
+    unsigned long flags = st.nFindFlags | FIND_NO_ERRORS | FIND_USE_RANGES | FIND_USE_EXCLUSIONS | FIND_ANY_ORDER;
     bool descriptions = DescriptionsWanted(st, dir);
     unsigned long cluster = Has(st, DIR_ALLOCATED) ? (st.nCluster ? st.nCluster : ClusterSize(dir)) : 0;
     FILESEARCH &fs = st.aSearch;
     fs.fAltNames = (st.fFlags & (DIR_SHOW_SFN | DIR_SFN_LEFT)) != 0;
+    fs.pDirectories = subdirs;
     for (int which = FIND_FIRST; FindFiles(which, pattern, flags, &fs, nullptr); which = FIND_NEXT) {
         bool dot = QueryIsDotName(fs.sName.c_str());
         if (dot && Has(st, DIR_HIDE_DOTS)) continue;
@@ -373,6 +410,8 @@ int GatherEntries(DIRSTATE &st, const CString &dir, const CString &filePart, std
             totals.nAllocated += e.nAllocated ? e.nAllocated : e.nSize;
         }
     }
+    fs.pDirectories = nullptr;
+    if (complete) *complete = fs.fDirectoriesComplete;
     int rc = fs.aSearch.nResult;
     return rc == ERROR_FILE_NOT_FOUND || rc == ERROR_NO_MORE_FILES ? 0 : rc;
 }
@@ -408,10 +447,13 @@ void ShowDirectory(DIRSTATE &st, const CString &dir, std::vector<DIRENTRY> &entr
 // separator.  subtree takes the totals of all that was shown.
 void ListTree(DIRSTATE &st, const CString &dir, const CString &filePart, DIRTOTALS &subtree) {
     st.nLevel++;
+    bool descend = Has(st, DIR_SUBDIRS) && st.nLevel <= st.nMaxDepth;
+    std::vector<FILEENTRY> found;
+    bool complete = false;
     if (st.nLevel > st.nShowAbove) {
         std::vector<DIRENTRY> entries;
         DIRTOTALS totals;
-        if (int rc = GatherEntries(st, dir, filePart, entries, totals)) {
+        if (int rc = GatherEntries(st, dir, filePart, entries, totals, descend ? &found : nullptr, &complete)) {
             DirectoryFailed(st, rc, dir);
             st.nLevel--;
             return;
@@ -419,9 +461,10 @@ void ListTree(DIRSTATE &st, const CString &dir, const CString &filePart, DIRTOTA
         if (!entries.empty()) ShowDirectory(st, dir, entries, totals);
         subtree.Add(totals);
     }
-    if (Has(st, DIR_SUBDIRS) && st.nLevel <= st.nMaxDepth) {
+    if (descend) {
         std::vector<CString> subdirs;
-        if (int rc = ListSubdirectories(dir, st.aSearch.sSortKeys, Has2(st, DIR2_NO_JUNCTIONS), &subdirs))
+        if (complete) SortSubdirectories(found, st.aSearch.sSortKeys, Has2(st, DIR2_NO_JUNCTIONS), &subdirs);
+        else if (int rc = ListSubdirectories(dir, st.aSearch.sSortKeys, Has2(st, DIR2_NO_JUNCTIONS), &subdirs))
             DirectoryFailed(st, rc, dir);
         for (const CString &name : subdirs) {
             tty_yield(0);

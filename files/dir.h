@@ -100,6 +100,7 @@ struct DIRSTATE {
     int nLevel = 0;
     wchar_t cTimeField = L'w';          // /T:a, /T:c, /T:w
     bool fUTC = false;                  // /T:u
+    bool fShowTimes = true;             // the layout shows dates and times
     bool fPause = false;
     int nPauseTimeout = 0;
     unsigned long nCluster = 0;         // /G:n

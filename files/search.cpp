@@ -25,6 +25,7 @@ bool IsRemoteDirectoryKind(int kind) {
 }
 
 void ResetSearch(FILESEARCH *fs) {
+    fs->fDirectoriesComplete = false;
     CloseDirSearchHandles(0, fs);
     CloseDirSearchHandles(1, fs);
     fs->fAttributes = 0;
@@ -93,7 +94,7 @@ void SetWorkPattern(FILESEARCH *fs, bool local) {
     else MakeDirectoryName(pattern, piece.c_str());
     if (local) MakeVLFN(pattern);
     fs->sWorkPattern = pattern;
-    fs->fIncludeList = walk.aPieces.size() > 1;
+    fs->fIncludeList = walk.aPieces.size() > 1 && !walk.fOnePass;
     fs->sEarlierIncludes.clear();
     for (size_t i = 0; i < walk.nPiece; i++) {
         if (i) fs->sEarlierIncludes += L';';
@@ -102,6 +103,10 @@ void SetWorkPattern(FILESEARCH *fs, bool local) {
     walk.fFirstDone = walk.fGotCandidate = walk.fBracketsTried = walk.fNoMore = false;
     fs->fBracketMode = false;
     fs->fRegex = HasRegex(pattern);
+    // Ask the system for every name when the walk wants the directory's
+    // subdirectories too, or when the pieces are matched in one pass.
+    walk.fAllNames = walk.nKind == 0 && !fs->fRegex &&
+                     ((fs->pDirectories && walk.nPiece == 0 && HasWildcards(piece)) || walk.fOnePass);
     walk.fPieceActive = true;
 }
 
@@ -115,6 +120,9 @@ void StartPattern(FILESEARCH *fs, const CString &given, unsigned long flags, boo
     walk.nKind = QueryIsURL(text.c_str());
     SplitPattern(text, flags, walk);
     walk.nPiece = 0;
+    walk.fOnePass = (flags & FIND_ANY_ORDER) && walk.aPieces.size() > 1 && !HasRegex(text);
+    for (const CString &piece : walk.aPieces)
+        if (PathLength(piece.c_str())) walk.fOnePass = false;
     fs->aDirectories.clear();
     fs->nDirectory = 0;
     if (withFullName && walk.nKind == 0) {
@@ -136,6 +144,10 @@ CString SystemPattern(const FILESEARCH *fs) {
         text.Truncate(at);
         text += L'*';
         return text;
+    }
+    if (fs->aSearch.fAllNames) {
+        text.Truncate(PathLength(text.c_str()));
+        return text + L"*";
     }
     for (wchar_t &c : text)
         if (c < 0x20) c = L'?';
@@ -172,6 +184,21 @@ void TakeFindData(FILESEARCH *fs, const WIN32_FIND_DATAW &data) {
     fs->nCompressedSize = 0;
 }
 
+// A subdirectory met by a search that reads every name, for the caller's
+// walk.
+void CollectDirectory(FILESEARCH *fs, const WIN32_FIND_DATAW &data) {
+    if (!fs->pDirectories || !fs->aSearch.fAllNames || fs->aSearch.nPiece != 0) return;
+    if (!(data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) || QueryIsDotName(data.cFileName)) return;
+    FILEENTRY e;
+    e.fAttributes = data.dwFileAttributes;
+    e.ftCreation = data.ftCreationTime;
+    e.ftLastAccess = data.ftLastAccessTime;
+    e.ftLastWrite = data.ftLastWriteTime;
+    e.nReserved0 = data.dwReserved0;
+    e.sName = data.cFileName;
+    fs->pDirectories->push_back(std::move(e));
+}
+
 // The next candidate of the current piece: 0 with data filled, or the
 // system's code (2 or 18 when there are no more).
 int NextCandidate(FILESEARCH *fs, WIN32_FIND_DATAW *data) {
@@ -186,10 +213,12 @@ int NextCandidate(FILESEARCH *fs, WIN32_FIND_DATAW *data) {
         if (fs->hFind == INVALID_HANDLE_VALUE) return (int)GetLastError();
         walk.fNoMore = !fs->fRegex && !HasWildcards(fs->sWorkPattern);
         walk.fGotCandidate = true;
+        CollectDirectory(fs, *data);
         return 0;
     }
     if (walk.fNoMore || fs->hFind == INVALID_HANDLE_VALUE) return ERROR_FILE_NOT_FOUND;
     if (!FindNextFileW(fs->hFind, data)) return (int)GetLastError();
+    CollectDirectory(fs, *data);
     return 0;
 }
 
@@ -212,8 +241,18 @@ bool PassesAttributes(const FILESEARCH *fs, unsigned attributes) {
     return (attributes & fs->fRequired) == fs->fRequired && !(attributes & fs->fForbidden);
 }
 
+bool PassesPattern(const FILESEARCH *fs, const CString &pattern, const WIN32_FIND_DATAW &data);
+
 bool PassesName(const FILESEARCH *fs, const WIN32_FIND_DATAW &data) {
-    CString pattern = NamePattern(fs);
+    if (fs->aSearch.fOnePass) {
+        for (const CString &piece : fs->aSearch.aPieces)
+            if (PassesPattern(fs, piece, data)) return true;
+        return false;
+    }
+    return PassesPattern(fs, NamePattern(fs), data);
+}
+
+bool PassesPattern(const FILESEARCH *fs, const CString &pattern, const WIN32_FIND_DATAW &data) {
     if (fs->fRegex) {
         size_t at = fs->sWorkPattern.find(L"::");
         CString expression = fs->sWorkPattern.Mid(at);
@@ -320,6 +359,9 @@ bool Exhausted(FILESEARCH *fs, unsigned long flags, int rc) {
         }
     }
     if (rc != ERROR_FILE_NOT_FOUND && rc != ERROR_NO_MORE_FILES && !walk.nError) walk.nError = rc;
+    if (fs->pDirectories && walk.fAllNames && walk.nPiece == 0)
+        fs->fDirectoriesComplete = rc == ERROR_FILE_NOT_FOUND || rc == ERROR_NO_MORE_FILES;
+    if (walk.fOnePass) walk.nPiece = walk.aPieces.size() - 1;
     if (NextPiece(fs)) return true;
     bool nothing = !walk.fAnyAccepted && fs->aGathered.empty();
     bool failed = walk.nError && walk.nError != ERROR_PATH_NOT_FOUND;

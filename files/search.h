@@ -21,6 +21,9 @@ enum : unsigned {
     FIND_NO_DOT_NAMES = 0x1000000, FIND_LITERAL = 0x2000000,
     FIND_NO_LIST_FILE = 0x4000000, FIND_SHORT_NAMES = 0x8000000,
     FIND_NO_REPARSE = 0x10000000, FIND_SORTED = 0x20000000,
+    // The caller sorts what it gets: the pieces of an include list may be
+    // searched in one pass over the directory, in the system's order.
+    FIND_ANY_ORDER = 0x800000,
 };
 // The attribute bits of the flags word that let hidden, system and
 // directory entries through; the mask GetSearchAttributes sets.
@@ -63,6 +66,8 @@ struct SEARCHWALK {
     bool fGotCandidate = false;     // ... and has given something
     bool fBracketsTried = false;    // its [...] sets have been tried as sets
     bool fNoMore = false;           // a plain name: no find-next is needed
+    bool fOnePass = false;          // the include pieces are matched in one pass
+    bool fAllNames = false;         // the system is asked for every name of the directory
     bool fAnyAccepted = false;      // an entry was accepted since FIND_FIRST
 };
 
@@ -88,6 +93,12 @@ struct FILESEARCH : FILEENTRY {
     std::vector<FILEENTRY> aGathered;   // sorted delivery
     size_t nDelivery = 0;
     bool fDelivering = false;
+    // Set by a caller that walks subdirectories: every subdirectory the
+    // first piece meets goes there (hidden and system ones too, not "." and
+    // ".."), and fDirectoriesComplete tells whether that was all of them,
+    // so that the walk needs no second read of the directory.
+    std::vector<FILEENTRY> *pDirectories = nullptr;
+    bool fDirectoriesComplete = false;
     SEARCHWALK aSearch;
 };
 
@@ -177,3 +188,6 @@ void LeaveDirectory(DESCENT &descent);
 // order).  noJunctions leaves out reparse points.  Returns 0 or the system
 // error code of an unreadable directory.
 int ListSubdirectories(const CString &dir, const CString &keys, bool noJunctions, std::vector<CString> *names);
+// The same from directories already gathered by a search (pDirectories).
+void SortSubdirectories(std::vector<FILEENTRY> &found, const CString &keys, bool noJunctions,
+                        std::vector<CString> *names);

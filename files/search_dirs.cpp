@@ -4,6 +4,7 @@
 // guard.
 #include "core/bdx.h"
 #include <winioctl.h>
+#include <cstring>
 #include <cwchar>
 #include "config/ini.h"
 #include "core/args.h"
@@ -204,20 +205,35 @@ void ExpandWildcardDirectories(const CString &path, unsigned long flags, std::ve
     ExpandFrom(root, segments, 0, flags, directories);
 }
 
+namespace {
+
+// The root of a name's volume: "X:\" for a drive (the current one for a
+// relative name), "\\server\share\" for a UNC name.  Mount points inside
+// a drive are not looked for: a listing asks for every directory, and that
+// search walks the whole path each time.
+CString VolumeRoot(const wchar_t *name) {
+    CString text = name ? name : L"";
+    if (text.StartsWith(L"\\\\?\\UNC\\")) text = L"\\" + text.Mid(7);
+    else if (text.StartsWith(L"\\\\?\\") || text.StartsWith(L"\\\\.\\")) text = text.Mid(4);
+    if (text.At(1) == L':') return text.Left(2) + L"\\";
+    if (text.StartsWith(L"\\\\")) {
+        size_t server = text.find_first_of(L"\\/", 2);
+        size_t share = server == CString::npos ? CString::npos : text.find_first_of(L"\\/", server + 1);
+        return (share == CString::npos ? text : text.Left(share)) + L"\\";
+    }
+    CString current;
+    if (!QueryCurrentDirectory(nullptr, &current) || current.At(1) != L':') return CString();
+    return current.Left(2) + L"\\";
+}
+
+}  // namespace
+
 int QueryIFSType(const wchar_t *name) {
     // One volume query per root: listings ask for every directory.
     static thread_local CString lastRoot;
     static thread_local int lastType = 1;
-    CString full(MAX_PATH, L'\0');
-    DWORD n = GetFullPathNameW(name && *name ? name : L".", (DWORD)full.size(), full.data(), nullptr);
-    if (n >= full.size()) {
-        full.resize(n + 1);
-        n = GetFullPathNameW(name, n + 1, full.data(), nullptr);
-    }
-    full.resize(n);
-    CString root(full.size() + 2, L'\0');
-    if (!n || !GetVolumePathNameW(full.c_str(), root.data(), (DWORD)root.size())) return 1;
-    root.resize(wcslen(root.c_str()));
+    CString root = VolumeRoot(name);
+    if (root.empty()) return 1;
     if (StrICmp(root, lastRoot) == 0) return lastType;
     wchar_t fsName[MAX_PATH + 1] = {};
     DWORD serial = 0, maxComponent = 0, fsFlags = 0;
@@ -296,9 +312,18 @@ bool EnterDirectory(DESCENT &descent, const CString &dir) {
     HANDLE h = CreateFileW(dir.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                            OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
     if (h != INVALID_HANDLE_VALUE) {
+        // The file id asks the file alone; the older call asks the volume
+        // too, which costs more than the directory's whole listing.
+        FILE_ID_INFO fileId;
         BY_HANDLE_FILE_INFORMATION info;
-        if (GetFileInformationByHandle(h, &info))
+        if (GetFileInformationByHandleEx(h, FileIdInfo, &fileId, sizeof(fileId))) {
+            unsigned long long low, high;
+            memcpy(&low, fileId.FileId.Identifier, sizeof(low));
+            memcpy(&high, fileId.FileId.Identifier + 8, sizeof(high));
+            id = {(DWORD)fileId.VolumeSerialNumber, low ^ high};  // the high half is 0 but on ReFS
+        } else if (GetFileInformationByHandle(h, &info)) {
             id = {info.dwVolumeSerialNumber, ((unsigned long long)info.nFileIndexHigh << 32) | info.nFileIndexLow};
+        }
         CloseHandle(h);
     }
     if (id.nIndex != ~0ULL)
@@ -324,7 +349,14 @@ int ListSubdirectories(const CString &dir, const CString &keys, bool noJunctions
     std::vector<FILEENTRY> found;
     for (int which = FIND_FIRST; FindFiles(which, pattern, mask, &fs, nullptr); which = FIND_NEXT) found.push_back(fs);
     int rc = fs.aSearch.nResult;
-    if (!keys.StartsWith(L"u")) SortFileEntries(found, keys);
-    for (FILEENTRY &e : found) names->push_back(std::move(e.sName));
+    SortSubdirectories(found, keys, false, names);
     return found.empty() && rc != ERROR_FILE_NOT_FOUND ? rc : (int)0;
+}
+
+void SortSubdirectories(std::vector<FILEENTRY> &found, const CString &keys, bool noJunctions,
+                        std::vector<CString> *names) {
+    names->clear();
+    if (!keys.StartsWith(L"u")) SortFileEntries(found, keys);
+    for (FILEENTRY &e : found)
+        if (!noJunctions || !(e.fAttributes & FILE_ATTRIBUTE_REPARSE_POINT)) names->push_back(std::move(e.sName));
 }
