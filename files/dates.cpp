@@ -122,6 +122,24 @@ void IsoWeekOf(int year, int month, int day, int *week, int *weekYear) {
     *week = (int)((thursday - DaysFromCivil(*weekYear, 1, 1)) / 7) + 1;
 }
 
+const wchar_t *DayName(int dayOfWeek) {
+    static const wchar_t *const names[] = {L"Sunday", L"Monday", L"Tuesday", L"Wednesday",
+                                           L"Thursday", L"Friday", L"Saturday"};
+    return names[((dayOfWeek % 7) + 7) % 7];
+}
+
+const wchar_t *MonthName(int month) {
+    static const wchar_t *const names[] = {L"January", L"February", L"March", L"April", L"May", L"June", L"July",
+                                           L"August", L"September", L"October", L"November", L"December"};
+    return month >= 1 && month <= 12 ? names[month - 1] : L"";
+}
+
+CString LocaleDateText(const SYSTEMTIME &date, const wchar_t *picture) {
+    wchar_t buffer[80];
+    int n = GetDateFormatW(LOCALE_USER_DEFAULT, 0, &date, picture, buffer, 80);
+    return n > 0 ? CString(buffer, (size_t)(n - 1)) : CString();
+}
+
 int QueryDateOrder() {
     CString order = LocaleText(LOCALE_IDATE, L"0");
     return order == L"1" ? DATE_DMY : order == L"2" ? DATE_YMD : DATE_MDY;

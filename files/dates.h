@@ -43,6 +43,12 @@ int DayOfYear(int year, int month, int day);
 // and the year it belongs to.
 void IsoWeekOf(int year, int month, int day, int *week, int *weekYear);
 
+// English names: day 0 Sunday to 6 Saturday, month 1 to 12.
+const wchar_t *DayName(int dayOfWeek);
+const wchar_t *MonthName(int month);
+// The locale's names, by the pictures "ddd", "dddd", "MMM" and "MMMM".
+CString LocaleDateText(const SYSTEMTIME &date, const wchar_t *picture);
+
 // The locale's date order (DATE_MDY, DATE_DMY or DATE_YMD) and separator.
 int QueryDateOrder();
 CString QueryDateSeparator();

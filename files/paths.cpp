@@ -112,7 +112,7 @@ void WalkParts(const CString &rest, std::vector<CString> &parts) {
 int FullLocalPath(const CString &work, const wchar_t *base, CString *out) {
     CString root, rest;
     if (IsUncStart(work.c_str())) {
-        if (!work.At(2) || IsSep(work[2])) return ERROR_BUFFER_OVERFLOW;  // no server
+        if (!work.At(2) || IsSep(work[2])) return ERROR_BAD_PATHNAME;  // no server
         size_t r = RootLength(work);
         root = work.Left(r);
         rest = work.Mid(r);
@@ -332,10 +332,25 @@ CString WithoutVLFN(const CString &name) {
     return name.Mid(4);
 }
 
-bool QueryFileAttributes(const CString &name, DWORD mustHave, DWORD mustNotHave) {
+CString QueryOpenName(const CString &name) {
     CString plain = name;
     StripQuotes_S(plain);
+    if (HasNamespacePrefix(plain.c_str()) || QueryIsURL(plain.c_str())) return plain;
+    bool full = IsUncStart(plain.c_str()) || (IsDriveSpec(plain.c_str()) && IsSep(plain.At(2)));
+    if (!full && !plain.empty()) {
+        DWORD n = GetFullPathNameW(plain.c_str(), 0, nullptr, nullptr);
+        if (n >= LONG_PATH_MIN) {
+            CString out(n, L'\0');
+            n = GetFullPathNameW(plain.c_str(), n, out.data(), nullptr);
+            if (n && n < out.size()) plain = out.Left(n);
+        }
+    }
     MakeVLFN(plain);
+    return plain;
+}
+
+bool QueryFileAttributes(const CString &name, DWORD mustHave, DWORD mustNotHave) {
+    CString plain = QueryOpenName(name);
     DWORD attr = GetFileAttributesW(plain.c_str());
     return attr != INVALID_FILE_ATTRIBUTES && (attr & mustHave) == mustHave && !(attr & mustNotHave);
 }
@@ -390,6 +405,11 @@ int QueryTrueName(const wchar_t *name, CString *out) {
     CString full = name;
     if (int rc = FullPathCode(full, nullptr)) return rc;
     full = WithoutVLFN(full);
+    if (IsDriveSpec(full.c_str())) {
+        wchar_t root[] = {full[0], L':', L'\\', 0};
+        if (GetDriveTypeW(root) == DRIVE_NO_ROOT_DIR) return ERROR_INVALID_DRIVE;
+        full[0] = ToUpperChar(full[0]);
+    }
     if (int rc = QueryTrueName_S(full)) return rc;
     *out = full;
     return 0;

@@ -64,6 +64,9 @@ int UniqueFileName(CString &dir, const wchar_t *prefix);
 // Give a name of LONG_PATH_MIN characters or more the "\\?\" (or
 // "\\?\UNC\") prefix; a URL, an include list or a prefixed name stays.
 void MakeVLFN(CString &name);
+// A name as the system's file calls take it: quotes removed, and a name
+// whose full form reaches LONG_PATH_MIN characters made full and prefixed.
+CString QueryOpenName(const CString &name);
 // The name without a "\\?\" or "\\?\UNC\" prefix, for showing to the user.
 CString WithoutVLFN(const CString &name);
 

@@ -52,17 +52,25 @@ int ReadRangeDate(CString &text, size_t at, long *days, wchar_t *sign) {
     return 0;
 }
 
-int ParseDateRange(CString text, RANGES *r) {
+// The field letter (A access, C creation, W write) at the front of a date
+// or time range, and the "U" of UTC behind it.  The "U" is looked at and
+// not stepped over, so no first date or time can stand behind it.
+size_t ReadRangeField(const CString &text, short *field, bool *utc, RANGES *r) {
     size_t p = 0;
     wchar_t c = ToUpperChar(text.At(p));
     if (c == L'A' || c == L'C' || c == L'W') {
-        r->nDateField = c == L'A' ? RANGE_ACCESS : c == L'C' ? RANGE_CREATION : RANGE_WRITE;
+        *field = c == L'A' ? RANGE_ACCESS : c == L'C' ? RANGE_CREATION : RANGE_WRITE;
         c = ToUpperChar(text.At(++p));
     }
-    // A "U" (compare in UTC) is looked at and not stepped over, so no first
-    // date can stand behind it: only the date after the comma counts.
-    bool utc = c == L'U';
-    if (utc) r->fUseUTC = true;
+    *utc = c == L'U';
+    if (*utc) r->fUseUTC = true;
+    return p;
+}
+
+// Only the date after the comma counts in a "/[du...]" range.
+int ParseDateRange(CString text, RANGES *r) {
+    bool utc;
+    size_t p = ReadRangeField(text, &r->nDateField, &utc, r);
     long start = Today(utc), end = start;
     int startTime = 0, endTime = kLastSecondOfDay;
     if (!utc && IsDigit(text.At(p))) ExpandRawFileTime(text, p);
@@ -126,16 +134,10 @@ int WrapDay(int seconds) {
     return seconds < 0 ? seconds + kSecondsPerDay : seconds;
 }
 
+// A "/[tu...]" range reads its time from the "U", and is refused.
 int ParseTimeRange(const CString &text, RANGES *r) {
-    size_t p = 0;
-    wchar_t c = ToUpperChar(text.At(p));
-    if (c == L'A' || c == L'C' || c == L'W') {
-        r->nTimeField = c == L'A' ? RANGE_ACCESS : c == L'C' ? RANGE_CREATION : RANGE_WRITE;
-        c = ToUpperChar(text.At(++p));
-    }
-    // As with dates, a "U" is not stepped over: the time is read from it.
-    bool utc = c == L'U';
-    if (utc) r->fUseUTC = true;
+    bool utc;
+    size_t p = ReadRangeField(text, &r->nTimeField, &utc, r);
     SYSTEMTIME now;
     if (utc) GetSystemTime(&now);
     else GetLocalTime(&now);

@@ -6,24 +6,12 @@
 
 namespace {
 
-const wchar_t *const kDayNames[] = {L"Sunday", L"Monday", L"Tuesday", L"Wednesday",
-                                    L"Thursday", L"Friday", L"Saturday"};
-const wchar_t *const kMonthNames[] = {L"January", L"February", L"March", L"April", L"May", L"June", L"July",
-                                      L"August", L"September", L"October", L"November", L"December"};
-
 // ISO 8601 weekday: Monday 1 to Sunday 7.
 int IsoWeekday(const SYSTEMTIME &t) { return t.wDayOfWeek == 0 ? 7 : t.wDayOfWeek; }
 
 int DayOfYear(const SYSTEMTIME &t) { return ::DayOfYear(t.wYear, t.wMonth, t.wDay); }
 
 void IsoWeek(const SYSTEMTIME &t, int *week, int *year) { IsoWeekOf(t.wYear, t.wMonth, t.wDay, week, year); }
-
-CString LocaleDate(const SYSTEMTIME &t, const wchar_t *picture) {
-    CString out(64, L'\0');
-    int n = GetDateFormatW(LOCALE_USER_DEFAULT, 0, &t, picture, out.data(), (int)out.size());
-    out.resize(n > 0 ? n - 1 : 0);
-    return out;
-}
 
 CString Time24(const SYSTEMTIME &t) { return FormatStr(L"%02u:%02u:%02u", t.wHour, t.wMinute, t.wSecond); }
 
@@ -91,15 +79,15 @@ bool TimeVariable(int index, CString &value) {
     case IV_minute: return SetInt(value, t.wMinute);
     case IV_second: return SetInt(value, t.wSecond);
     case IV_doy: return SetInt(value, DayOfYear(t));
-    case IV_dow: return SetText(value, CString(kDayNames[t.wDayOfWeek]).Left(3));
-    case IV_dowf: return SetText(value, kDayNames[t.wDayOfWeek]);
+    case IV_dow: return SetText(value, CString(DayName(t.wDayOfWeek)).Left(3));
+    case IV_dowf: return SetText(value, DayName(t.wDayOfWeek));
     case IV_dowi: return SetInt(value, t.wDayOfWeek + 1);
     case IV_isodowi: return SetInt(value, IsoWeekday(t));
-    case IV_monthf: return SetText(value, kMonthNames[t.wMonth - 1]);
-    case IV_idow: return SetText(value, LocaleDate(t, L"ddd"));
-    case IV_idowf: return SetText(value, LocaleDate(t, L"dddd"));
-    case IV_imonth: return SetText(value, LocaleDate(t, L"MMM"));
-    case IV_imonthf: return SetText(value, LocaleDate(t, L"MMMM"));
+    case IV_monthf: return SetText(value, MonthName(t.wMonth));
+    case IV_idow: return SetText(value, LocaleDateText(t, L"ddd"));
+    case IV_idowf: return SetText(value, LocaleDateText(t, L"dddd"));
+    case IV_imonth: return SetText(value, LocaleDateText(t, L"MMM"));
+    case IV_imonthf: return SetText(value, LocaleDateText(t, L"MMMM"));
     case IV_isordate: return SetText(value, FormatStr(L"%04u-%03d", t.wYear, DayOfYear(t)));
     case IV_isoweek: IsoWeek(t, &week, &weekYear); return SetInt(value, week);
     case IV_isowyear: IsoWeek(t, &week, &weekYear); return SetInt(value, weekYear);

@@ -5,6 +5,7 @@
 #include <vector>
 #include "core/format.h"
 #include "vars/lists.h"
+#include "scoped_state.h"
 
 namespace {
 
@@ -30,8 +31,10 @@ using V = std::vector<CString>;
 
 class Lists : public ::testing::Test {
 protected:
+    ScopedOptions options_;
+    ScopedThreadState thread_;
+    ScopedGlobals globals_;
     void SetUp() override {
-        IniClear(&aIniFile);
         for (NAMEDLIST &l : aNamedLists) l = NAMEDLIST{};
         aNamedLists[LIST_ALIASES].pLocal = AllocListBlock(4096);
         aNamedLists[LIST_FUNCTIONS].pLocal = AllocListBlock(4096);
@@ -43,7 +46,6 @@ protected:
             DetachSharedList(kind);
             aNamedLists[kind] = NAMEDLIST{};
         }
-        IniClear(&aIniFile);
     }
     wchar_t *&aliases() { return aNamedLists[LIST_ALIASES].pLocal; }
     int Add(const wchar_t *entry) { return AddVariableToList(entry, &aliases()); }
@@ -226,11 +228,9 @@ TEST_F(Lists, ConvertingToLocalKeepsWhatWasSeen) {
 
 TEST_F(Lists, WithoutAConsoleTheListsArePrivate) {
     TearDown();
-    int saved = aGlobals.fNoConsole;
     aGlobals.fNoConsole = 1;
     aIniFile.AliasLocalSize = 5000;
     InitializeLocalGlobalLists();
-    aGlobals.fNoConsole = saved;
     for (int kind = 0; kind < 2; kind++) {
         EXPECT_NE(aNamedLists[kind].pLocal, nullptr);
         EXPECT_EQ(aNamedLists[kind].pGlobal, nullptr);

@@ -3,12 +3,13 @@
 #include <gtest/gtest.h>
 #include "core/args.h"
 #include "core/bdx.h"
+#include "scoped_state.h"
 
 namespace {
 
 class Scan : public ::testing::Test {
 protected:
-    void SetUp() override { IniClear(&aIniFile); }
+    ScopedOptions options_;
     int At(const wchar_t *text, const wchar_t *stops = nullptr, const wchar_t *quotes = L"`\"") {
         return ScanIndex(text, stops, quotes);
     }
@@ -101,7 +102,7 @@ TEST_F(Scan, UrlKinds) {
 }
 
 TEST(Escapes, Translation) {
-    IniClear(&aIniFile);
+    ScopedOptions options;
     CString s = L"a^tb^qc^^d^";
     UnEscapeLine(s);
     EXPECT_EQ(s, L"a\tb\"c^d^");  // a trailing escape stays
