@@ -285,16 +285,13 @@ void PrintVolumeHeader(DIRSTATE &st, const CString &dir) {
     CString full = dir;
     if (!GetVolumePathNameW(full.c_str(), root.data(), (DWORD)root.size())) return;
     root.resize(wcslen(root.c_str()));
-    wchar_t label[MAX_PATH + 1] = {};
+    CString label;
     DWORD serial = 0;
-    UINT old = SetErrorMode(SEM_FAILCRITICALERRORS);
-    BOOL ok = GetVolumeInformationW(root.c_str(), label, MAX_PATH + 1, &serial, nullptr, nullptr, nullptr, 0);
-    SetErrorMode(old);
-    if (!ok) return;
+    if (!QueryVolumeOf(root, &label, &serial, nullptr, nullptr)) return;
     CString drive = WithoutVLFN(root);
     if (drive.size() == 3 && drive[1] == L':') drive.Truncate(1);
     else if (!drive.empty() && drive.back() == L'\\') drive.pop_back();
-    if (*label) DirWrite(st, L" " + FormatStr(LoadLanguageString(IDS_VOLUME_LABEL), drive.c_str(), label));
+    if (!label.empty()) DirWrite(st, L" " + FormatStr(LoadLanguageString(IDS_VOLUME_LABEL), drive.c_str(), label.c_str()));
     else DirWrite(st, L" " + FormatStr(LoadLanguageString(IDS_VOLUME_NO_LABEL), drive.c_str()));
     DirWrite(st, L" " + FormatStr(LoadLanguageString(IDS_VOLUME_SERIAL), serial >> 16, serial & 0xFFFF));
 }

@@ -119,6 +119,10 @@ int GetFileLine(const wchar_t *name, long *offset, CString &line);
 // the part has no wildcard.  flags may let hidden and system ones in.
 void ExpandWildcardDirectories(const CString &path, unsigned long flags, std::vector<CString> *directories);
 
+// The label, serial number, longest name and file system's name of the
+// volume whose root is given (each may be null).  False when it can't be
+// asked.
+bool QueryVolumeOf(const CString &root, CString *label, DWORD *serial, DWORD *maxComponent, wchar_t *fsName);
 // The file system of a name's volume: 0 for one with 8.3 names only, 1 for
 // one with long names, 2 for NTFS (streams, descriptions in a stream).
 int QueryIFSType(const wchar_t *name);

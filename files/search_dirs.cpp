@@ -228,6 +228,23 @@ CString VolumeRoot(const wchar_t *name) {
 
 }  // namespace
 
+bool QueryVolumeOf(const CString &root, CString *label, DWORD *serial, DWORD *maxComponent, wchar_t *fsName) {
+    // Asked through a handle of the root: asked by name, the system may try
+    // to read the raw device and complain where it can't.
+    UINT old = SetErrorMode(SEM_FAILCRITICALERRORS);
+    HANDLE h = CreateFileW(root.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                           OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    SetErrorMode(old);
+    if (h == INVALID_HANDLE_VALUE) return false;
+    wchar_t name[MAX_PATH + 1] = {};
+    DWORD flags = 0;
+    BOOL ok = GetVolumeInformationByHandleW(h, label ? name : nullptr, label ? MAX_PATH + 1 : 0, serial, maxComponent,
+                                            &flags, fsName, fsName ? MAX_PATH + 1 : 0);
+    CloseHandle(h);
+    if (ok && label) *label = name;
+    return ok;
+}
+
 int QueryIFSType(const wchar_t *name) {
     // One volume query per root: listings ask for every directory.
     static thread_local CString lastRoot;
@@ -236,10 +253,8 @@ int QueryIFSType(const wchar_t *name) {
     if (root.empty()) return 1;
     if (StrICmp(root, lastRoot) == 0) return lastType;
     wchar_t fsName[MAX_PATH + 1] = {};
-    DWORD serial = 0, maxComponent = 0, fsFlags = 0;
-    UINT old = SetErrorMode(SEM_FAILCRITICALERRORS);
-    BOOL ok = GetVolumeInformationW(root.c_str(), nullptr, 0, &serial, &maxComponent, &fsFlags, fsName, MAX_PATH + 1);
-    SetErrorMode(old);
+    DWORD maxComponent = 0, fsFlags = 0;
+    BOOL ok = QueryVolumeOf(root, nullptr, nullptr, &maxComponent, fsName);
     int type = !ok ? 1 : StrICmp(fsName, L"NTFS") == 0 ? 2 : maxComponent <= 12 ? 0 : 1;
     lastRoot = root;
     lastType = type;

@@ -8,6 +8,7 @@
 #include "core/args.h"
 #include "core/format.h"
 #include "files/paths.h"
+#include "files/search.h"
 #include "vars/internals.h"
 
 namespace {
@@ -46,14 +47,8 @@ CString SecondArgument(const CString &args) {
 }
 
 int DriveVolume(const FUNCCALL &call, CString *label, DWORD *serial, CString *fsName) {
-    QuietErrors quiet;
-    wchar_t name[MAX_PATH + 1] = {}, fs[MAX_PATH + 1] = {};
-    DWORD serialNumber = 0, maxLength = 0, fsFlags = 0;
-    if (!GetVolumeInformationW(DriveRoot(call).c_str(), name, MAX_PATH + 1, &serialNumber, &maxLength, &fsFlags,
-                               fs, MAX_PATH + 1))
-        return (int)GetLastError();
-    if (label) *label = name;
-    if (serial) *serial = serialNumber;
+    wchar_t fs[MAX_PATH + 1] = {};
+    if (!QueryVolumeOf(DriveRoot(call), label, serial, nullptr, fs)) return (int)GetLastError();
     if (fsName) *fsName = fs;
     return 0;
 }
