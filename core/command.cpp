@@ -11,6 +11,7 @@
 #include "core/format.h"
 #include "console/screen.h"
 #include "core/redir.h"
+#include "system/system.h"
 
 namespace {
 
@@ -295,6 +296,7 @@ static bool RunNextCommand(LineState &s) {
         }
         Printf(L"%s\r\n", shown.c_str());
     }
+    if (aIniFile.LogOn && !line.empty()) LogCommandLine(line);
 
     int chain = 0;
     if (sep == L'|') {
@@ -359,6 +361,7 @@ int Command_S(CString line, int flags) {
     LineState s;
     s.flags = flags;
     s.echo = ShowsEcho(flags);
+    if (flags & CMD_TYPED) LogHistoryLine(line);
     if (line[0] != L'@') SetEnvironmentVariableW(L"CMDLINE2", line.c_str());
     s.line = std::move(line);
     try {

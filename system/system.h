@@ -1,0 +1,82 @@
+// The system commands: dates and times, stopwatches, help, the path, the
+// process and window commands, dialogs, digests, the command runners
+// (GLOBAL, EXCEPT, CHRONIC, TRANSIENT), the command log, services, the
+// registry and the shell objects.  What other parts of the shell use of
+// them is declared here.
+#pragma once
+#include <vector>
+#include "core/bdx.h"
+
+// Program error codes of the system commands (string = code - 0x1FFFF448).
+enum : int {
+    ERROR_BD_DATE_REFUSED = 0x200001A0,      // 3416 the system cannot accept the date entered
+    ERROR_BD_TIME_REFUSED = 0x200001A1,      // 3417 the system cannot accept the time entered
+    ERROR_BD_TIMER_OFF = 0x200001A2,         // 3418 the timer is not running
+    ERROR_BD_NO_HELP = 0x200001A3,           // 3419 no help for a name
+    ERROR_BD_BAD_CODE_PAGE = 0x200001A4,     // 3420 invalid code page
+    ERROR_BD_NO_MATCH = 0x200001A5,          // 3421 nothing matches a pattern
+    ERROR_BD_NOT_ENDED = 0x200001A6,         // 3422 process did not end
+    ERROR_BD_MISSING_ARGUMENT = 0x200001A7,  // 3423 a required argument is missing
+    ERROR_BD_NO_WINDOW = 0x200001A8,         // 3424 no window matches
+    ERROR_BD_UNKNOWN_ALGORITHM = 0x200001A9, // 3425 unknown digest
+    ERROR_BD_NEEDS_SYSTEM = 0x200001AA,      // 3426 this system (Wine) lacks what the command needs
+    ERROR_BD_OWN_PROCESS = 0x200001AB,       // 3427 refuses to end the shell itself
+    ERROR_BD_BAD_PRIORITY = 0x200001AC,      // 3428 unknown priority class
+    ERROR_BD_NO_SUCH_KEY = 0x200001AD,       // 3429 registry key not found
+    ERROR_BD_UNKNOWN_WORD = 0x200001AE,      // 3430 a keyword that the command does not know
+    ERROR_BD_REMOTE_BITS = 0x200001AF,       // 3431 the other process is not a 64-bit process
+};
+
+// Stopwatches of TIMER, numbered 1 to kTimers.
+constexpr int kTimers = 9;
+// Milliseconds on stopwatch n, or -1 when it is not running.
+long long QueryTimerElapsed(int n);
+// "h:mm:ss.hh" of a count of milliseconds.
+CString FormatElapsed(long long ms);
+
+// The command log of LogOn (and the history log of HistLogOn): the line
+// goes to the file with a stamp.  Command_S calls these.
+void LogCommandLine(const CString &line);
+void LogHistoryLine(const CString &line);
+CString QueryCommandLogName();
+CString QueryHistoryLogName();
+
+// Run a command line as a nested line of this shell, with its standard
+// output and standard error captured in text.  Returns the command's result.
+int CaptureCommandOutput(const CString &command, CString &output);
+
+// Digests through the system's cryptography provider.  algorithm is one
+// of MD5, SHA1, SHA256, SHA384, SHA512 (any case, "SHA-256" too).  The
+// hex digest goes to digest; the result is 0 or an error code.
+int HashBytes(const wchar_t *algorithm, const void *data, size_t size, CString &digest);
+// A file read in pieces, so that memory stays small however big it is.
+int HashFile(const wchar_t *algorithm, const wchar_t *fileName, CString &digest);
+
+// A version 4 (random) UUID in its 8-4-4-4-12 form, lower case.
+CString NewUuid();
+
+// Parse a date (country order, or year first) and a time
+// ("h[:m[:s[.hh]]] [AM|PM]") as DATE and TIME take them; 0 or an error code.
+int ParseDateText(const CString &text, SYSTEMTIME *date);
+int ParseTimeText(const CString &text, SYSTEMTIME *time);
+
+// One running process, as the process commands list it.
+struct PROCESSROW {
+    DWORD nPid;
+    DWORD nParent;
+    DWORD nThreads;
+    CString sName;   // the program's file name
+};
+// Every process, in order of id.
+std::vector<PROCESSROW> ListProcesses();
+// The processes that the arguments name (ids, program names with or
+// without ".exe", wildcards, "::regex"); a name that matches nothing is
+// reported, and the result is then 2.
+int SelectProcesses(const CString &args, std::vector<PROCESSROW> &picked);
+// True for an unsigned decimal number, whose value goes to *value.
+bool QueryIsNumber(const CString &text, DWORD *value);
+// The full path of a process's program, or empty.
+CString ProcessPath(DWORD pid);
+
+// True under Wine, whose event log and some other parts are empty shells.
+bool QueryIsWine();
