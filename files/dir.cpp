@@ -426,12 +426,17 @@ void DirectoryFailed(DIRSTATE &st, int code, const CString &dir) {
     st.nErrors++;
     if (Has2(st, DIR2_NO_ERRORS)) return;
     DirFlush(st);
-    BDError(code, WithoutVLFN(dir).c_str());
+    // The top directory of a name is named as it was typed.
+    BDError(code, st.nLevel <= 1 && !st.sGiven.empty() ? st.sGiven.c_str() : WithoutVLFN(dir).c_str());
 }
 
 void ShowDirectory(DIRSTATE &st, const CString &dir, std::vector<DIRENTRY> &entries, const DIRTOTALS &totals) {
+    // The volume of a name is told once something of it is shown.
+    if (!st.sVolumeOf.empty()) {
+        PrintVolumeHeader(st, st.sVolumeOf);
+        st.sVolumeOf.clear();
+    }
     st.nDirsListed++;
-    st.fAnyFound = true;
     bool summaryOnly = Has(st, DIR_SUMMARY_ONLY);
     if (!summaryOnly && !Has(st, DIR_NO_HEADER) && !Has2(st, DIR2_NO_DIR_HEADERS)) PrintDirectoryHeader(st, dir);
     if (!summaryOnly) {
@@ -466,9 +471,12 @@ void ListTree(DIRSTATE &st, const CString &dir, const CString &filePart, DIRTOTA
         if (complete) SortSubdirectories(found, st.aSearch.sSortKeys, Has2(st, DIR2_NO_JUNCTIONS), &subdirs);
         else if (int rc = ListSubdirectories(dir, st.aSearch.sSortKeys, Has2(st, DIR2_NO_JUNCTIONS), &subdirs))
             DirectoryFailed(st, rc, dir);
+        const RANGES &ranges = st.aSearch.aRanges;
         for (const CString &name : subdirs) {
             tty_yield(0);
             CheckBreak();
+            // A directory that /[!...] excludes is not entered either.
+            if (!ranges.sExclusions.empty() && QueryIsExcluded(ranges, name.c_str(), FILE_ATTRIBUTE_DIRECTORY)) continue;
             CString sub = dir + name + L"\\";
             if (!EnterDirectory(st.aDescent, sub)) continue;
             DIRTOTALS below;
@@ -507,19 +515,24 @@ void SplitName(const DIRSTATE &st, CString &name, CString *dir, CString *filePar
 void ListName(DIRSTATE &st, const CString &given) {
     CString name = given;
     StripQuotes_S(name);
+    st.sGiven = name;
     if (!Has2(st, DIR2_AS_TYPED) && !CreateFullPathName(name, 0)) {
+        st.nErrors++;
+        return;
+    }
+    if (CheckSearchPattern(name, false)) {
         st.nErrors++;
         return;
     }
     CString dir, filePart;
     SplitName(st, name, &dir, &filePart);
-    if (!Has(st, DIR_NO_HEADER) && !st.fPdir) PrintVolumeHeader(st, dir.empty() ? CString(L".\\") : dir);
+    st.sVolumeOf = Has(st, DIR_NO_HEADER) || st.fPdir ? CString() : dir.empty() ? CString(L".\\") : dir;
     std::vector<CString> dirs;
     ExpandWildcardDirectories(dir, st.nFindFlags, &dirs);
     if (dirs.empty()) dirs.push_back(dir);
     else for (CString &d : dirs) d += L'\\';
     DIRTOTALS total;
-    int listedBefore = st.nDirsListed;
+    int listedBefore = st.nDirsListed, errorsBefore = st.nErrors;
     for (const CString &d : dirs) {
         CString top = d;
         if (Has(st, DIR_SUBDIRS) && !EnterDirectory(st.aDescent, top.empty() ? CString(L".") : top)) continue;
@@ -527,8 +540,18 @@ void ListName(DIRSTATE &st, const CString &given) {
         if (Has(st, DIR_SUBDIRS)) LeaveDirectory(st.aDescent);
     }
     st.aGrand.Add(total);
-    bool totals = !Has(st, DIR_NO_SUMMARY) || Has(st, DIR_SUMMARY_ONLY);
     bool listed = st.nDirsListed > listedBefore;
+    if (!listed && st.nErrors == errorsBefore) {
+        // Nothing of this name: said so, and the command fails.
+        DirFlush(st);
+        st.nErrors++;
+        st.sVolumeOf.clear();
+        CString shown = given;
+        StripQuotes_S(shown);
+        BDError(ERROR_FILE_NOT_FOUND, shown.c_str());
+        return;
+    }
+    bool totals = !Has(st, DIR_NO_SUMMARY) || Has(st, DIR_SUMMARY_ONLY);
     if (totals && listed && (Has(st, DIR_SUBDIRS) || Has(st, DIR_SUMMARY_ONLY))) PrintTotals(st, total, dir, true);
     if (totals && listed && !Has2(st, DIR2_NO_FREE)) PrintFreeSpace(st, dir);
 }
@@ -557,11 +580,6 @@ int RunListing(DIRSTATE &st, CString &args) {
         throw;
     }
     DirFlush(st);
-    if (!st.fAnyFound && !st.nErrors) {
-        CString shown = names.size() == 1 ? names[0] : CString(L"*");
-        StripQuotes_S(shown);
-        return BDError(ERROR_FILE_NOT_FOUND, shown.c_str());
-    }
     return st.nErrors ? 2 : 0;
 }
 

@@ -109,10 +109,11 @@ struct DIRSTATE {
     CString sFormat;                    // PDIR's /(...)
     bool fCmdMode = false;
     DESCENT aDescent;
+    CString sVolumeOf;                  // the volume header still to print
+    CString sGiven;                     // the name being listed, as typed
     DIRTOTALS aGrand;
     int nErrors = 0;
     int nDirsListed = 0;
-    bool fAnyFound = false;
     DIROUTPUT aOut;
 };
 
@@ -127,6 +128,8 @@ void PrintVolumeHeader(DIRSTATE &st, const CString &dir);
 void PrintDirectoryHeader(DIRSTATE &st, const CString &dir);
 void PrintTotals(DIRSTATE &st, const DIRTOTALS &totals, const CString &dir, bool grand);
 void PrintFreeSpace(DIRSTATE &st, const CString &dir);
+// The short size of /4: "  12K", " 1.5M", " 120M", "   3G".
+CString ShortSize(unsigned long long n);
 // A count with the thousands separator (unless /-C).
 CString DirNumber(const DIRSTATE &st, unsigned long long n);
 // The cells a text takes on the screen.

@@ -60,11 +60,18 @@ CString TimeText(const SYSTEMTIME &t) {
     return FormatStr(L"%2u%c%02u%c", hour, sep, t.wMinute, t.wHour < 12 ? L'a' : L'p');
 }
 
+}  // namespace
+
 // The short size of /4: K below a megabyte, tenths of M below ten, then
 // the first of K, M, G that stays below 1000.
 CString ShortSize(unsigned long long n) {
     if (n < 0x100000) return FormatStr(L"%4luK", (unsigned long)((n + 0x3FF) >> 10));
-    if (n < 0xA00000) return FormatStr(L" %lu.%luM", (unsigned long)(n >> 20), (unsigned long)((n & 0xFFFFF) / 0x1999A));
+    if (n < 0xA00000) {
+        // Tenths of a megabyte, cut (not rounded) so that 1.95M stays 1.9M;
+        // the divisor is a tenth of 2^20, rounded down, so that 1.5M is 1.5M.
+        unsigned long tenths = (unsigned long)((n & 0xFFFFF) / 0x19999);
+        return FormatStr(L" %lu.%luM", (unsigned long)(n >> 20), tenths > 9 ? 9UL : tenths);
+    }
     static const wchar_t units[] = L"KMGTP";
     unsigned long long v = (n + 0x3FF) >> 10;
     int unit = 0;
@@ -73,6 +80,15 @@ CString ShortSize(unsigned long long n) {
         unit++;
     }
     return FormatStr(L"%4lu%c", (unsigned long)v, units[unit]);
+}
+
+namespace {
+
+// A size that fits nine places: with separators while it does, else in
+// the short form of /4.
+CString ShortNumber(const DIRSTATE &st, unsigned long long n) {
+    CString text = DirNumber(st, n);
+    return text.size() <= 9 ? text : ShortSize(n);
 }
 
 // The name as a layout shows it: the short name under /Z, name and
@@ -170,9 +186,11 @@ CString ColumnCell(const DIRSTATE &st, const DIRENTRY &e, int width) {
         PadTo(cell, room, TextWidth(cell));
         cell += L" " + size;
     } else {
-        CString size = HasLabel(e) ? SizeLabel(e) : DirNumber(st, e.nSize);
-        CString tail = FormatStr(L" %14s  %s  %s", size.c_str(), FormatDate(DATE_COUNTRY, e.stTime).c_str(),
-                                 TimeText(e.stTime).c_str());
+        // Name, size (or label), date and time; two blanks between columns.
+        CString size = HasLabel(e) ? SizeLabel(e) : ShortNumber(st, e.nSize);
+        CString time = TimeText(e.stTime);
+        time.TrimRight();
+        CString tail = FormatStr(L" %9s %s %s", size.c_str(), FormatDate(DATE_COUNTRY, e.stTime).c_str(), time.c_str());
         int room = width - TextWidth(tail) - 2;
         cell = name;
         if (TextWidth(cell) > room) cell = cell.Left((size_t)(room > 1 ? room : 1));
@@ -209,6 +227,14 @@ void PrintColumns(DIRSTATE &st, const std::vector<DIRENTRY> &entries) {
         }
         DirWrite(st, CString());
     }
+}
+
+// A directory as headers and totals name it: no long-path prefix, no
+// separator at the end but that of a root.
+CString ShownDirectory(const CString &dir) {
+    CString shown = WithoutVLFN(dir);
+    if (shown.size() > 3 && (shown.back() == L'\\' || shown.back() == L'/')) shown.pop_back();
+    return shown;
 }
 
 // Out of the buffer into the handle.
@@ -297,8 +323,7 @@ void PrintVolumeHeader(DIRSTATE &st, const CString &dir) {
 }
 
 void PrintDirectoryHeader(DIRSTATE &st, const CString &dir) {
-    CString shown = WithoutVLFN(dir);
-    if (shown.size() > 3 && (shown.back() == L'\\' || shown.back() == L'/')) shown.pop_back();
+    CString shown = ShownDirectory(dir);
     DirWrite(st, CString());
     DirWrite(st, L" " + FormatStr(LoadLanguageString(IDS_DIRECTORY_OF), shown.c_str()));
     DirWrite(st, CString());
@@ -307,13 +332,11 @@ void PrintDirectoryHeader(DIRSTATE &st, const CString &dir) {
 void PrintTotals(DIRSTATE &st, const DIRTOTALS &totals, const CString &dir, bool grand) {
     if (grand) {
         DirWrite(st, CString());
-        CString shown = WithoutVLFN(dir);
-        if (shown.size() > 3 && (shown.back() == L'\\' || shown.back() == L'/')) shown.pop_back();
-        DirWrite(st, L" " + FormatStr(LoadLanguageString(IDS_DIR_TOTAL_FOR), shown.c_str()));
+        DirWrite(st, L" " + FormatStr(LoadLanguageString(IDS_DIR_TOTAL_FOR), ShownDirectory(dir).c_str()));
     }
     CString line = FormatStr(LoadLanguageString(IDS_DIR_TOTALS), FormatStr(L"%15s", DirNumber(st, totals.nBytes).c_str()).c_str(),
                              DirNumber(st, totals.nFiles).c_str(), DirNumber(st, totals.nDirs).c_str());
-    if (!grand && !dir.empty()) line += L"  " + WithoutVLFN(dir);
+    if (!grand && !dir.empty()) line += L"  " + ShownDirectory(dir);
     DirWrite(st, line);
     if (Has(st, DIR_ALLOCATED))
         DirWrite(st, FormatStr(LoadLanguageString(IDS_DIR_ALLOCATED),

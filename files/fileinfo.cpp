@@ -2,9 +2,9 @@
 // then a PE, NE, LE or LX header behind it.
 #include "files/fileinfo.h"
 #include "core/bdx.h"
-#include <wincrypt.h>
 #include <string>
 #include "core/format.h"
+#include "system/system.h"
 
 namespace {
 
@@ -86,38 +86,17 @@ unsigned Crc32Update(unsigned crc, const unsigned char *data, DWORD size) {
 
 int _HashFile(const wchar_t *fileName, int kind, CString *digest) {
     digest->clear();
+    if (kind == HASH_MD5) return HashFile(L"MD5", fileName, *digest);
     HANDLE h = CreateFileW(fileName, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                            FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
     if (h == INVALID_HANDLE_VALUE) return (int)GetLastError();
-    HCRYPTPROV provider = 0;
-    HCRYPTHASH hash = 0;
-    int rc = 0;
-    if (kind == HASH_MD5 && (!CryptAcquireContextW(&provider, nullptr, nullptr, PROV_RSA_FULL, CRYPT_VERIFYCONTEXT) ||
-                             !CryptCreateHash(provider, CALG_MD5, 0, 0, &hash)))
-        rc = (int)GetLastError();
     unsigned crc = 0xFFFFFFFFu;
     std::string buffer(kHashChunk, '\0');
     DWORD got = 0;
-    while (!rc && ReadFile(h, buffer.data(), kHashChunk, &got, nullptr) && got) {
-        auto *bytes = reinterpret_cast<const unsigned char *>(buffer.data());
-        if (hash) {
-            if (!CryptHashData(hash, bytes, got, 0)) rc = (int)GetLastError();
-        } else {
-            crc = Crc32Update(crc, bytes, got);
-        }
-    }
+    while (ReadFile(h, buffer.data(), kHashChunk, &got, nullptr) && got)
+        crc = Crc32Update(crc, reinterpret_cast<const unsigned char *>(buffer.data()), got);
     CloseHandle(h);
-    if (!rc && hash) {
-        unsigned char value[16];
-        DWORD size = sizeof(value);
-        if (CryptGetHashParam(hash, HP_HASHVAL, value, &size, 0))
-            for (DWORD i = 0; i < size; i++) digest->AppendFormat(L"%02x", value[i]);
-        else rc = (int)GetLastError();
-    } else if (!rc) {
-        crc ^= 0xFFFFFFFFu;
-        *digest = kind == HASH_CRC32_DECIMAL ? FormatStr(L"%10u", crc) : FormatStr(L"%08X", crc);
-    }
-    if (hash) CryptDestroyHash(hash);
-    if (provider) CryptReleaseContext(provider, 0);
-    return rc;
+    crc ^= 0xFFFFFFFFu;
+    *digest = kind == HASH_CRC32_DECIMAL ? FormatStr(L"%10u", crc) : FormatStr(L"%08X", crc);
+    return 0;
 }

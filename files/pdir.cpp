@@ -122,14 +122,14 @@ CString HashField(const DIRENTRY &e, const CString &dir, int kind) {
 // doubled.  The function's value, or an error code.
 int FunctionField(const DIRENTRY &e, const CString &dir, const CString &format, size_t *i, CString *value) {
     size_t open = format.find(L'[', *i);
-    if (open == CString::npos) return ERROR_BAD_PARAMETER;
+    if (open == CString::npos) return BDError(ERROR_BAD_PARAMETER, format.c_str());
     int depth = 0;
     size_t close = open;
     for (; close < format.size(); close++) {
         if (format[close] == L'[') depth++;
         else if (format[close] == L']' && --depth == 0) break;
     }
-    if (close >= format.size()) return ERROR_BAD_PARAMETER;
+    if (close >= format.size()) return BDError(ERROR_BAD_PARAMETER, format.c_str());
     CString full = WithoutVLFN(dir + e.sName);
     full.Replace(L"%", L"%%");
     CString call = L"%" + format.Mid(*i, open + 1 - *i);
@@ -180,10 +180,8 @@ int FormatPdirEntry(DIRSTATE &st, const DIRENTRY &e, const CString &dir, CString
         case L't': field = TimeField(e, FieldLetters(format, &i)); break;
         case L'z': field = SizeField(st, e, format, &i); break;
         case L'@':
-            if (int rc = FunctionField(e, dir, format, &i, &field)) {
-                if (rc != -2) BDError(rc, format.c_str());
-                return rc;
-            }
+            // The expansion has reported its own failure.
+            if (int rc = FunctionField(e, dir, format, &i, &field)) return rc;
             break;
         case L'"': {
             size_t end = i + 1;

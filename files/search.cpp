@@ -12,6 +12,7 @@
 #include "core/bdx.h"
 #include "files/paths.h"
 #include "files/search_internal.h"
+#include "vars/regex.h"
 
 namespace {
 
@@ -132,8 +133,14 @@ void StartPattern(FILESEARCH *fs, const CString &given, unsigned long flags, boo
     SetWorkPattern(fs, walk.nKind == 0);
 }
 
-// The file-name part of the working pattern, as the name test uses it.
-CString NamePattern(const FILESEARCH *fs) { return CString(FilenamePart(fs->sWorkPattern.c_str())); }
+// The file-name part of the working pattern, as the name test uses it: a
+// control character stands for any one, as it does for the system's find.
+CString NamePattern(const FILESEARCH *fs) {
+    CString name = FilenamePart(fs->sWorkPattern.c_str());
+    for (wchar_t &c : name)
+        if (c < 0x20) c = L'?';
+    return name;
+}
 
 // What the system's find-first is asked for.
 CString SystemPattern(const FILESEARCH *fs) {
@@ -373,6 +380,25 @@ bool Exhausted(FILESEARCH *fs, unsigned long flags, int rc) {
 
 }  // namespace
 
+int CheckSearchPattern(const CString &pattern, bool quiet) {
+    CString text = pattern;
+    text.Trim();
+    StripQuotes_S(text);
+    size_t regex = text.find(L"::");
+    if (regex != CString::npos) {
+        int rc = quiet ? RegularExpressionMatchQuiet(text.c_str() + regex + 2, CString())
+                       : RegularExpressionMatch(text.Mid(regex + 2), CString());
+        return rc < 0 ? (quiet ? ERROR_BD_BAD_REGEX : -2) : 0;
+    }
+    // A name with an unbalanced "[" is refused unless a file has it.
+    const wchar_t *file = FilenamePart(text.c_str());
+    if (wcschr(file, L'[') && GetFileAttributesW(text.c_str()) == INVALID_FILE_ATTRIBUTES) {
+        int rc = CheckWildcardSets(file, quiet);
+        return rc && !quiet ? -2 : rc;
+    }
+    return 0;
+}
+
 void CloseDirSearchHandles(int which, FILESEARCH *fs) {
     if (which == 0) {
         if (fs->hFind != INVALID_HANDLE_VALUE) {
@@ -398,6 +424,10 @@ bool FindFiles(int which, const CString &pattern, unsigned long flags, FILESEARC
     if (kind != 0 && !IsRemoteDirectoryKind(kind)) return FindRemoteObject(which, pattern, flags, fs, fullName, kind);
     if (which == FIND_FIRST) {
         ResetSearch(fs);
+        if (int rc = CheckSearchPattern(pattern, (flags & FIND_NO_ERRORS) != 0)) {
+            fs->aSearch.nResult = rc;
+            return false;
+        }
         if (!OpenListFile(pattern, flags, fs)) StartPattern(fs, pattern, flags, fullName != nullptr);
     }
     SEARCHWALK &walk = fs->aSearch;

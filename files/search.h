@@ -106,6 +106,10 @@ struct FILESEARCH : FILEENTRY {
 // search; fullName (when given) holds its path and name.  False: the search
 // is over or failed, and what was to be reported has been.
 bool FindFiles(int which, const CString &pattern, unsigned long flags, FILESEARCH *search, CString *fullName);
+// A pattern that can't be searched: a "::" regular expression that does
+// not compile, or an unbalanced "[" in a name no file has.  Returns 0, or
+// the error code (quiet), or -2 after reporting it.
+int CheckSearchPattern(const CString &pattern, bool quiet);
 // which 0: close the find handle; otherwise free the gathered and listed
 // state.  A caller that leaves a search early calls it with both.
 void CloseDirSearchHandles(int which, FILESEARCH *search);

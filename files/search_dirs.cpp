@@ -157,25 +157,29 @@ std::vector<CString> MatchingDirectories(const CString &base, const CString &seg
     return names;
 }
 
+// descent holds the directories that a "**" walk stands in, so that a
+// link back to one of them is not followed again.
 void ExpandFrom(const CString &base, const std::vector<CString> &segments, size_t at, unsigned long flags,
-                std::vector<CString> *out) {
+                DESCENT &descent, std::vector<CString> *out) {
     CString dir = base;
     for (; at < segments.size(); at++) {
         const CString &segment = segments[at];
         if (segment == L"**") {
-            ExpandFrom(dir, segments, at + 1, flags, out);
+            if (!EnterDirectory(descent, dir)) return;
+            ExpandFrom(dir, segments, at + 1, flags, descent, out);
             for (const CString &name : MatchingDirectories(dir, L"*", flags)) {
                 CString sub = dir;
                 MakeDirectoryName(sub, name.c_str());
-                ExpandFrom(sub, segments, at, flags, out);
+                ExpandFrom(sub, segments, at, flags, descent, out);
             }
+            LeaveDirectory(descent);
             return;
         }
         if (IsWildSegment(dir, segment)) {
             for (const CString &name : MatchingDirectories(dir, segment, flags)) {
                 CString sub = dir;
                 MakeDirectoryName(sub, name.c_str());
-                ExpandFrom(sub, segments, at + 1, flags, out);
+                ExpandFrom(sub, segments, at + 1, flags, descent, out);
             }
             return;
         }
@@ -202,7 +206,8 @@ void ExpandWildcardDirectories(const CString &path, unsigned long flags, std::ve
         MakeDirectoryName(probe, segment.c_str());
     }
     if (!wild) return;
-    ExpandFrom(root, segments, 0, flags, directories);
+    DESCENT descent;
+    ExpandFrom(root, segments, 0, flags, descent, directories);
 }
 
 namespace {

@@ -178,6 +178,7 @@ int Func_Cwd(FUNCCALL &call) {
     CString dir;
     int code = ERROR_INVALID_DRIVE;
     if (!QueryCurrentDirectory(call.drive.c_str(), &dir, &code)) return code;
+    if (dir.At(1) == L':') dir[0] = ToUpperChar(dir[0]);
     if (call.nCase == FC_cwds && (dir.empty() || dir.back() != L'\\')) dir += L'\\';
     call.args = dir;
     return 0;

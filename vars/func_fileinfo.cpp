@@ -296,6 +296,7 @@ int Func_GetFile(FUNCCALL &call) {
     NameAndRest(call.args, &dir, &filter);
     StripQuotes_S(filter);
     if (!dir.empty() && !CreateFullPathName(dir, 0)) return -2;
+    if (!dir.empty() && !IsDirectory(dir)) return ERROR_PATH_NOT_FOUND;
     HWND owner = aGlobals.hConsoleWindow;
     call.args.clear();
     if (call.nCase == FC_getfolder) {

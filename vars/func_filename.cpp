@@ -281,7 +281,11 @@ int Func_Find(FUNCCALL &call) {
         return SetNumber(call.args, 0);
     }
     int which = FIND_NEXT;
-    if (call.nCase == FC_findfirst || !given.empty() || !f.fOpen) {
+    if (call.nCase == FC_findnext && given.empty() && !f.fOpen) {
+        call.args.clear();  // past the end: nothing more
+        return 0;
+    }
+    if (call.nCase == FC_findfirst || !given.empty()) {
         CloseFind(f);
         f.aArgs = PATTERNARGS();
         if (!ReadPatternArguments(given, &f.aArgs)) return ERROR_INVALID_PARAMETER;
