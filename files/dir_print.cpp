@@ -84,6 +84,8 @@ CString ShortSize(unsigned long long n) {
 
 namespace {
 
+CString JustifiedName(const DIRSTATE &st, const DIRENTRY &e);
+
 // A size that fits nine places: with separators while it does, else in
 // the short form of /4.
 CString ShortNumber(const DIRSTATE &st, unsigned long long n) {
@@ -91,9 +93,15 @@ CString ShortNumber(const DIRSTATE &st, unsigned long long n) {
     return text.size() <= 9 ? text : ShortSize(n);
 }
 
-// The name as a layout shows it: the short name under /Z, name and
-// extension apart under /J.
+// The name as a layout shows it: name and extension apart under /J, cut
+// to the width of /NM:n.
 CString ShownName(const DIRSTATE &st, const DIRENTRY &e) {
+    CString name = JustifiedName(st, e);
+    if (st.nNameWidth > 0 && TextWidth(name) > st.nNameWidth) name = name.Left((size_t)st.nNameWidth);
+    return name;
+}
+
+CString JustifiedName(const DIRSTATE &st, const DIRENTRY &e) {
     if (Has(st, DIR_JUSTIFY) && !QueryIsDotName(e.sName.c_str())) {
         const wchar_t *dot = IsDir(e) ? nullptr : wcsrchr(e.sName.c_str(), L'.');
         if (dot && dot != e.sName.c_str()) {
