@@ -112,6 +112,19 @@ void SetFlag(DIRSTATE &st, unsigned bits, bool off) {
     else st.fFlags |= bits;
 }
 
+// The bits of a switch that is a letter and nothing more; 0 for others.
+unsigned PlainSwitchBits(wchar_t c) {
+    static const struct {
+        wchar_t letter;
+        unsigned bits;
+    } letters[] = {{L'E', DIR_UPPER},     {L'L', DIR_LOWER},    {L'J', DIR_JUSTIFY},     {L'V', DIR_DOWN},
+                   {L'K', DIR_NO_HEADER}, {L'M', DIR_NO_SUMMARY}, {L'Z', DIR_SFN_LEFT}, {L'F', DIR_FULL},
+                   {L'X', DIR_SHOW_SFN},  {L'W', DIR_WIDE},     {L'Q', DIR_OWNER},       {L':', DIR_STREAMS}};
+    for (const auto &l : letters)
+        if (l.letter == c) return l.bits;
+    return 0;
+}
+
 // One switch argument, letters grouped: "/bs", "/-p", "/a-d", "/o:-d".
 int ReadSwitch(DIRSTATE &st, const CString &arg) {
     wchar_t sw = SwitchCharValue();
@@ -209,22 +222,14 @@ int ReadSwitch(DIRSTATE &st, const CString &arg) {
         }
         case L'D': SetFlag(st, st.fCmdMode ? DIR_DOWN : DIR_NO_COLOR, off); break;
         case L'R': SetFlag(st, st.fCmdMode ? DIR_STREAMS : DIR_NO_WRAP, off); break;
-        case L'E': SetFlag(st, DIR_UPPER, off); break;
-        case L'L': SetFlag(st, DIR_LOWER, off); break;
-        case L'J': SetFlag(st, DIR_JUSTIFY, off); break;
-        case L'V': SetFlag(st, DIR_DOWN, off); break;
-        case L'K': SetFlag(st, DIR_NO_HEADER, off); break;
-        case L'M': SetFlag(st, DIR_NO_SUMMARY, off); break;
-        case L'Z': SetFlag(st, DIR_SFN_LEFT, off); break;
-        case L'F': SetFlag(st, DIR_FULL, off); break;
-        case L'X': SetFlag(st, DIR_SHOW_SFN, off); break;
-        case L'W': SetFlag(st, DIR_WIDE, off); break;
-        case L'Q': SetFlag(st, DIR_OWNER, off); break;
-        case L':': SetFlag(st, DIR_STREAMS, off); break;
         case L'1':
         case L'2':
         case L'4': st.nColumns = off ? 1 : c - L'0'; break;
-        default: return ERROR_BAD_PARAMETER;
+        default: {
+            unsigned bits = PlainSwitchBits(c);
+            if (!bits) return ERROR_BAD_PARAMETER;
+            SetFlag(st, bits, off);
+        }
         }
     }
     return 0;

@@ -24,22 +24,6 @@ namespace {
 constexpr unsigned kShortAttributes = 0x37;
 constexpr unsigned kAllAttributes = 0x1AFF37;
 
-CString NameArgument(const CString &text) {
-    CString name = text;
-    name.Trim();
-    StripQuotes_S(name);
-    return name;
-}
-
-void NameAndRest(const CString &args, CString *name, CString *rest) {
-    if (!SplitAtComma(args, name, rest)) {
-        *name = args;
-        rest->clear();
-    }
-    *name = NameArgument(*name);
-    rest->Trim();
-}
-
 // The name made full for the system (long names prefixed); false when it
 // can't be.
 bool SystemName(const CString &given, CString *full) {

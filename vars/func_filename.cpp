@@ -14,25 +14,6 @@
 
 namespace {
 
-// The first argument as a file name: blanks around it and its quotes
-// removed.
-CString NameArgument(const CString &text) {
-    CString name = text;
-    name.Trim();
-    StripQuotes_S(name);
-    return name;
-}
-
-// "name[,rest]": the name and what follows its first comma.
-void NameAndRest(const CString &args, CString *name, CString *rest) {
-    if (!SplitAtComma(args, name, rest)) {
-        *name = args;
-        rest->clear();
-    }
-    *name = NameArgument(*name);
-    rest->Trim();
-}
-
 // A full name as the user sees it (no long-path prefix); false when the
 // name can't be made full.
 bool FullName(const CString &given, CString *full) {
@@ -49,6 +30,22 @@ CString BaseName(const CString &name) {
 }
 
 }  // namespace
+
+CString NameArgument(const CString &text) {
+    CString name = text;
+    name.Trim();
+    StripQuotes_S(name);
+    return name;
+}
+
+void NameAndRest(const CString &args, CString *name, CString *rest) {
+    if (!SplitAtComma(args, name, rest)) {
+        *name = args;
+        rest->clear();
+    }
+    *name = NameArgument(*name);
+    rest->Trim();
+}
 
 // @PATH[name] the directory part with its separator; @NAME[name] the name
 // without extension; @EXT[name] the extension without its dot;
