@@ -472,18 +472,18 @@ void ListTree(DIRSTATE &st, const CString &dir, const CString &filePart, DIRTOTA
         subtree.Add(totals);
     }
     if (descend) {
-        std::vector<CString> subdirs;
-        if (complete) SortSubdirectories(found, st.aSearch.sSortKeys, Has2(st, DIR2_NO_JUNCTIONS), &subdirs);
-        else if (int rc = ListSubdirectories(dir, st.aSearch.sSortKeys, Has2(st, DIR2_NO_JUNCTIONS), &subdirs))
+        if (complete) SortSubdirectories(found, st.aSearch.sSortKeys, Has2(st, DIR2_NO_JUNCTIONS));
+        else if (int rc = ListSubdirectories(dir, st.aSearch.sSortKeys, Has2(st, DIR2_NO_JUNCTIONS), &found))
             DirectoryFailed(st, rc, dir);
         const RANGES &ranges = st.aSearch.aRanges;
-        for (const CString &name : subdirs) {
+        for (const FILEENTRY &e : found) {
             tty_yield(0);
             CheckBreak();
             // A directory that /[!...] excludes is not entered either.
-            if (!ranges.sExclusions.empty() && QueryIsExcluded(ranges, name.c_str(), FILE_ATTRIBUTE_DIRECTORY)) continue;
-            CString sub = dir + name + L"\\";
-            if (!EnterDirectory(st.aDescent, sub)) continue;
+            if (!ranges.sExclusions.empty() && QueryIsExcluded(ranges, e.sName.c_str(), FILE_ATTRIBUTE_DIRECTORY))
+                continue;
+            CString sub = dir + e.sName + L"\\";
+            if (!EnterDirectory(st.aDescent, sub, (e.fAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0)) continue;
             DIRTOTALS below;
             ListTree(st, sub, filePart, below);
             LeaveDirectory(st.aDescent);
@@ -540,7 +540,7 @@ void ListName(DIRSTATE &st, const CString &given) {
     int listedBefore = st.nDirsListed, errorsBefore = st.nErrors;
     for (const CString &d : dirs) {
         CString top = d;
-        if (Has(st, DIR_SUBDIRS) && !EnterDirectory(st.aDescent, top.empty() ? CString(L".") : top)) continue;
+        if (Has(st, DIR_SUBDIRS) && !EnterDirectory(st.aDescent, top.empty() ? CString(L".\\") : top, false)) continue;
         ListTree(st, top, filePart, total);
         if (Has(st, DIR_SUBDIRS)) LeaveDirectory(st.aDescent);
     }

@@ -273,6 +273,42 @@ bool PassesPattern(const FILESEARCH *fs, const CString &pattern, const WIN32_FIN
            WildcardComparison(pattern, data.cAlternateFileName, 1, fs->fBracketMode) == 0;
 }
 
+// A name "file:stream" asks for the file when it has that stream (the
+// stream's name may hold wildcards).  The file then stands as a plain
+// name: one entry, no include list.  Returns 0, or the code of a file or
+// stream that is not there.
+int TakeStreamRequest(FILESEARCH *fs) {
+    SEARCHWALK &walk = fs->aSearch;
+    if (walk.nKind != 0 || fs->fRegex) return 0;
+    const CString &text = fs->sWorkPattern;
+    size_t start = text.StartsWith(L"\\\\?\\") || text.StartsWith(L"\\\\.\\") ? 4 : 0;
+    if (text.At(start + 1) == L':') start += 2;
+    size_t colon = text.find(L':', start);
+    if (colon == CString::npos) return 0;
+    CString file = text.Left(colon), stream = text.Mid(colon + 1);
+    WIN32_FIND_STREAM_DATA data;
+    HANDLE h = FindFirstStreamW(file.c_str(), FindStreamInfoStandard, &data, 0);
+    if (h == INVALID_HANDLE_VALUE) {
+        int rc = (int)GetLastError();
+        return rc == ERROR_HANDLE_EOF || rc == 0 ? ERROR_FILE_NOT_FOUND : rc;
+    }
+    bool found = false;
+    do {
+        // "::$DATA" is the file itself; ":name:$DATA" a named stream.
+        CString name = data.cStreamName;
+        if (name.StartsWith(L":")) name.erase(0, 1);
+        if (name.ends_with(L":$DATA")) name.Truncate(name.size() - 6);
+        found = WildcardComparison(stream.c_str(), name.c_str(), 0, 1) == 0;
+    } while (!found && FindNextStreamW(h, &data));
+    FindClose(h);
+    if (!found) return ERROR_FILE_NOT_FOUND;
+    fs->sWorkPattern = file;
+    walk.aPieces.assign(1, CString(FilenamePart(file.c_str())));
+    walk.nPiece = 0;
+    fs->fIncludeList = false;
+    return 0;
+}
+
 // The filters of a candidate, in their order.
 bool Accepts(FILESEARCH *fs, unsigned long flags, const WIN32_FIND_DATAW &data) {
     unsigned attributes = data.dwFileAttributes;
@@ -428,7 +464,15 @@ bool FindFiles(int which, const CString &pattern, unsigned long flags, FILESEARC
             fs->aSearch.nResult = rc;
             return false;
         }
-        if (!OpenListFile(pattern, flags, fs)) StartPattern(fs, pattern, flags, fullName != nullptr);
+        if (!OpenListFile(pattern, flags, fs)) {
+            StartPattern(fs, pattern, flags, fullName != nullptr);
+            if (int rc = TakeStreamRequest(fs)) {
+                if (!(flags & FIND_NO_ERRORS)) BDError(rc, pattern.c_str());
+                fs->aSearch.nResult = rc;
+                fs->aSearch.fPieceActive = false;
+                return false;
+            }
+        }
     }
     SEARCHWALK &walk = fs->aSearch;
     bool sortedDelivery = (flags & (FIND_SORTED | FIND_LITERAL)) == FIND_SORTED;

@@ -176,26 +176,34 @@ template <typename T, typename Compare> void ShellSort(std::vector<T> &items, Co
 // Sort gathered FILEENTRY images by the keys.
 void SortFileEntries(std::vector<FILEENTRY> &entries, const CString &keys);
 
-// Descent for /S: the identities of the directories a walk stands in, so
-// that a junction or link back to one of them is not entered again.
+// Descent for /S: the directories a walk stands in, so that a junction
+// or link back to one of them is not entered again.  A loop needs a link,
+// so only a link and what lies below one are checked: the identities of
+// the directories above are asked for then, once each.
 struct DESCENT {
     struct ID {
-        DWORD nVolume;
-        unsigned long long nIndex;
+        DWORD nVolume = 0;
+        unsigned long long nIndex = 0;
+        bool fKnown = false;    // asked for (it may still be unreadable)
+        bool fValid = false;
     };
-    std::vector<ID> aChain;
+    struct LEVEL {
+        CString sPath;
+        ID aId;
+        bool fBelowLink = false;    // a link is this level or above it
+    };
+    std::vector<LEVEL> aChain;
     int nLevel = 0;
 };
-// Enter dir (a full name); false when it is one of the directories above
-// it (a loop), and then nothing is entered.  A directory whose identity
-// can't be read is entered.
-bool EnterDirectory(DESCENT &descent, const CString &dir);
+// Enter dir (a full name).  link: dir is a reparse point (a junction or a
+// symbolic link), which may lead back up.  False when it leads to one of
+// the directories above (a loop); nothing is entered then.
+bool EnterDirectory(DESCENT &descent, const CString &dir, bool link);
 void LeaveDirectory(DESCENT &descent);
 // The subdirectories of dir (a full name), hidden and system ones too,
 // without "." and "..", sorted by keys ("u" leaves them in the system's
 // order).  noJunctions leaves out reparse points.  Returns 0 or the system
 // error code of an unreadable directory.
-int ListSubdirectories(const CString &dir, const CString &keys, bool noJunctions, std::vector<CString> *names);
+int ListSubdirectories(const CString &dir, const CString &keys, bool noJunctions, std::vector<FILEENTRY> *subdirs);
 // The same from directories already gathered by a search (pDirectories).
-void SortSubdirectories(std::vector<FILEENTRY> &found, const CString &keys, bool noJunctions,
-                        std::vector<CString> *names);
+void SortSubdirectories(std::vector<FILEENTRY> &found, const CString &keys, bool noJunctions);

@@ -142,48 +142,49 @@ bool IsWildSegment(const CString &base, const CString &segment) {
 }
 
 // The subdirectories of base that match a wild segment, sorted by name.
-std::vector<CString> MatchingDirectories(const CString &base, const CString &segment, unsigned long flags) {
-    std::vector<CString> names;
+std::vector<FILEENTRY> MatchingDirectories(const CString &base, const CString &segment, unsigned long flags) {
+    std::vector<FILEENTRY> found;
     CString pattern = base;
     MakeDirectoryName(pattern, segment.c_str());
     FILESEARCH fs;
     unsigned long mask = FIND_NO_LIST_FILE | FIND_NO_ERRORS | FIND_ONLY_DIRS | FIND_NO_DOT_NAMES | FIND_LITERAL |
                          FILE_ATTRIBUTE_DIRECTORY | (flags & (FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM));
-    for (int which = FIND_FIRST; FindFiles(which, pattern, mask, &fs, nullptr); which = FIND_NEXT)
-        names.push_back(fs.sName);
-    ShellSort(names, [](const CString &a, const CString &b) {
-        return CompareStrings(a.c_str(), b.c_str(), COMPARE_NUMERIC | COMPARE_FILE_NAMES);
-    });
-    return names;
+    for (int which = FIND_FIRST; FindFiles(which, pattern, mask, &fs, nullptr); which = FIND_NEXT) found.push_back(fs);
+    SortFileEntries(found, L"n");
+    return found;
 }
 
+bool IsLink(const FILEENTRY &e) { return (e.fAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0; }
+
 // descent holds the directories that a "**" walk stands in, so that a
-// link back to one of them is not followed again.
-void ExpandFrom(const CString &base, const std::vector<CString> &segments, size_t at, unsigned long flags,
-                DESCENT &descent, std::vector<CString> *out) {
+// link back to one of them is not followed again; link tells whether base
+// is a link.
+void ExpandFrom(const CString &base, bool link, const std::vector<CString> &segments, size_t at,
+                unsigned long flags, DESCENT &descent, std::vector<CString> *out) {
     CString dir = base;
     for (; at < segments.size(); at++) {
         const CString &segment = segments[at];
         if (segment == L"**") {
-            if (!EnterDirectory(descent, dir)) return;
-            ExpandFrom(dir, segments, at + 1, flags, descent, out);
-            for (const CString &name : MatchingDirectories(dir, L"*", flags)) {
+            if (!EnterDirectory(descent, dir, link)) return;
+            ExpandFrom(dir, false, segments, at + 1, flags, descent, out);
+            for (const FILEENTRY &e : MatchingDirectories(dir, L"*", flags)) {
                 CString sub = dir;
-                MakeDirectoryName(sub, name.c_str());
-                ExpandFrom(sub, segments, at, flags, descent, out);
+                MakeDirectoryName(sub, e.sName.c_str());
+                ExpandFrom(sub, IsLink(e), segments, at, flags, descent, out);
             }
             LeaveDirectory(descent);
             return;
         }
         if (IsWildSegment(dir, segment)) {
-            for (const CString &name : MatchingDirectories(dir, segment, flags)) {
+            for (const FILEENTRY &e : MatchingDirectories(dir, segment, flags)) {
                 CString sub = dir;
-                MakeDirectoryName(sub, name.c_str());
-                ExpandFrom(sub, segments, at + 1, flags, descent, out);
+                MakeDirectoryName(sub, e.sName.c_str());
+                ExpandFrom(sub, IsLink(e), segments, at + 1, flags, descent, out);
             }
             return;
         }
         MakeDirectoryName(dir, segment.c_str());
+        link = false;
     }
     out->push_back(dir);
 }
@@ -207,7 +208,7 @@ void ExpandWildcardDirectories(const CString &path, unsigned long flags, std::ve
     }
     if (!wild) return;
     DESCENT descent;
-    ExpandFrom(root, segments, 0, flags, descent, directories);
+    ExpandFrom(root, false, segments, 0, flags, descent, directories);
 }
 
 namespace {
@@ -279,8 +280,34 @@ struct REPARSEDATA {
 
 }  // namespace
 
+namespace {
+
+// Where a link leads, for a system that can't hand out its reparse data
+// (Wine keeps links as the host's symbolic links): the final name of
+// what it opens.  Taken for a symbolic link; 0 when it leads nowhere.
+int ResolvedLinkTarget(const wchar_t *name, CString *target) {
+    HANDLE h = CreateFileW(name, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                           FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (h == INVALID_HANDLE_VALUE) return 0;
+    CString path(MAX_PATH, L'\0');
+    DWORD n = GetFinalPathNameByHandleW(h, path.data(), (DWORD)path.size(), FILE_NAME_NORMALIZED);
+    if (n >= path.size()) {
+        path.resize(n + 1);
+        n = GetFinalPathNameByHandleW(h, path.data(), (DWORD)path.size(), FILE_NAME_NORMALIZED);
+    }
+    CloseHandle(h);
+    if (!n || n >= path.size()) return 0;
+    path.resize(n);
+    if (target) *target = WithoutVLFN(path);
+    return 2;
+}
+
+}  // namespace
+
 int QueryLinkTarget(const wchar_t *name, CString *target) {
     if (target) target->clear();
+    DWORD attributes = GetFileAttributesW(name);
+    if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_REPARSE_POINT)) return 0;
     HANDLE h = CreateFileW(name, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
                            FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS, nullptr);
     if (h == INVALID_HANDLE_VALUE) return 0;
@@ -288,7 +315,8 @@ int QueryLinkTarget(const wchar_t *name, CString *target) {
     DWORD got = 0;
     BOOL ok = DeviceIoControl(h, FSCTL_GET_REPARSE_POINT, nullptr, 0, buffer.data(), (DWORD)buffer.size(), &got, nullptr);
     CloseHandle(h);
-    if (!ok || got < sizeof(REPARSEDATA)) return 0;
+    if (!ok) return ResolvedLinkTarget(name, target);
+    if (got < sizeof(REPARSEDATA)) return 0;
     const auto *data = reinterpret_cast<const REPARSEDATA *>(buffer.data());
     size_t pathStart = sizeof(REPARSEDATA);
     int kind = 0;
@@ -327,29 +355,49 @@ CString AttributeText(unsigned attributes, bool longForm) {
     return text;
 }
 
-bool EnterDirectory(DESCENT &descent, const CString &dir) {
-    DESCENT::ID id{0, ~0ULL};
+namespace {
+
+// The identity of a directory on its volume; two names of one directory
+// (through a junction or a link) give the same identity.
+DESCENT::ID DirectoryId(const CString &dir) {
+    DESCENT::ID id;
+    id.fKnown = true;
     HANDLE h = CreateFileW(dir.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                            OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
-    if (h != INVALID_HANDLE_VALUE) {
-        // The file id asks the file alone; the older call asks the volume
-        // too, which costs more than the directory's whole listing.
-        FILE_ID_INFO fileId;
-        BY_HANDLE_FILE_INFORMATION info;
-        if (GetFileInformationByHandleEx(h, FileIdInfo, &fileId, sizeof(fileId))) {
-            unsigned long long low, high;
-            memcpy(&low, fileId.FileId.Identifier, sizeof(low));
-            memcpy(&high, fileId.FileId.Identifier + 8, sizeof(high));
-            id = {(DWORD)fileId.VolumeSerialNumber, low ^ high};  // the high half is 0 but on ReFS
-        } else if (GetFileInformationByHandle(h, &info)) {
-            id = {info.dwVolumeSerialNumber, ((unsigned long long)info.nFileIndexHigh << 32) | info.nFileIndexLow};
-        }
-        CloseHandle(h);
+    if (h == INVALID_HANDLE_VALUE) return id;
+    // The file id asks the file alone; the older call asks the volume too.
+    FILE_ID_INFO fileId;
+    BY_HANDLE_FILE_INFORMATION info;
+    if (GetFileInformationByHandleEx(h, FileIdInfo, &fileId, sizeof(fileId))) {
+        unsigned long long low, high;
+        memcpy(&low, fileId.FileId.Identifier, sizeof(low));
+        memcpy(&high, fileId.FileId.Identifier + 8, sizeof(high));
+        id.nVolume = (DWORD)fileId.VolumeSerialNumber;
+        id.nIndex = low ^ high;  // the high half is 0 but on ReFS
+        id.fValid = true;
+    } else if (GetFileInformationByHandle(h, &info)) {
+        id.nVolume = info.dwVolumeSerialNumber;
+        id.nIndex = (unsigned long long)info.nFileIndexHigh << 32 | info.nFileIndexLow;
+        id.fValid = true;
     }
-    if (id.nIndex != ~0ULL)
-        for (const DESCENT::ID &above : descent.aChain)
-            if (above.nIndex == id.nIndex && above.nVolume == id.nVolume) return false;
-    descent.aChain.push_back(id);
+    CloseHandle(h);
+    return id;
+}
+
+}  // namespace
+
+bool EnterDirectory(DESCENT &descent, const CString &dir, bool link) {
+    DESCENT::LEVEL level{dir, {}, link || (!descent.aChain.empty() && descent.aChain.back().fBelowLink)};
+    if (level.fBelowLink) {
+        level.aId = DirectoryId(dir);
+        for (DESCENT::LEVEL &above : descent.aChain) {
+            if (!above.aId.fKnown) above.aId = DirectoryId(above.sPath);
+            if (level.aId.fValid && above.aId.fValid && above.aId.nIndex == level.aId.nIndex &&
+                above.aId.nVolume == level.aId.nVolume)
+                return false;
+        }
+    }
+    descent.aChain.push_back(std::move(level));
     descent.nLevel++;
     return true;
 }
@@ -359,24 +407,23 @@ void LeaveDirectory(DESCENT &descent) {
     descent.nLevel--;
 }
 
-int ListSubdirectories(const CString &dir, const CString &keys, bool noJunctions, std::vector<CString> *names) {
-    names->clear();
+int ListSubdirectories(const CString &dir, const CString &keys, bool noJunctions, std::vector<FILEENTRY> *subdirs) {
+    subdirs->clear();
     CString pattern = dir;
     MakeDirectoryName(pattern, L"*");
     FILESEARCH fs;
     unsigned long mask = FIND_NO_LIST_FILE | FIND_NO_ERRORS | FIND_ONLY_DIRS | FIND_NO_DOT_NAMES | FIND_LITERAL |
-                         FIND_ALL_ATTRIBUTES | (noJunctions ? (unsigned long)FIND_NO_REPARSE : 0UL);
-    std::vector<FILEENTRY> found;
-    for (int which = FIND_FIRST; FindFiles(which, pattern, mask, &fs, nullptr); which = FIND_NEXT) found.push_back(fs);
+                         FIND_ALL_ATTRIBUTES;
+    for (int which = FIND_FIRST; FindFiles(which, pattern, mask, &fs, nullptr); which = FIND_NEXT)
+        subdirs->push_back(fs);
     int rc = fs.aSearch.nResult;
-    SortSubdirectories(found, keys, false, names);
-    return found.empty() && rc != ERROR_FILE_NOT_FOUND ? rc : (int)0;
+    bool none = subdirs->empty();
+    SortSubdirectories(*subdirs, keys, noJunctions);
+    return none && rc != ERROR_FILE_NOT_FOUND ? rc : (int)0;
 }
 
-void SortSubdirectories(std::vector<FILEENTRY> &found, const CString &keys, bool noJunctions,
-                        std::vector<CString> *names) {
-    names->clear();
+void SortSubdirectories(std::vector<FILEENTRY> &found, const CString &keys, bool noJunctions) {
+    if (noJunctions)
+        std::erase_if(found, [](const FILEENTRY &e) { return (e.fAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0; });
     if (!keys.StartsWith(L"u")) SortFileEntries(found, keys);
-    for (FILEENTRY &e : found)
-        if (!noJunctions || !(e.fAttributes & FILE_ATTRIBUTE_REPARSE_POINT)) names->push_back(std::move(e.sName));
 }

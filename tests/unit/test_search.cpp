@@ -211,6 +211,8 @@ TEST_F(Tree, ListFilesAndPlainNames) {
     CString name = root + L"one.txt";
     EXPECT_TRUE(FindFiles(FIND_FIRST, name, kQuiet, &plain, nullptr));
     EXPECT_FALSE(FindFiles(FIND_NEXT, name, kQuiet, &plain, nullptr));
+    // A stream the file does not have finds nothing.
+    EXPECT_EQ(Names(L"one.txt:nostream", kQuiet), V{});
     // A name holding a control character finds the file with "?" there.
     EXPECT_EQ(Names(L"one\x01txt", kQuiet), V{L"one.txt"});
 }
@@ -274,20 +276,23 @@ TEST_F(Tree, ExclusionsAndRanges) {
 TEST_F(Tree, TheLoopGuardRefusesADirectoryAbove) {
     File(L"a\\b\\x.txt");
     DESCENT d;
-    EXPECT_TRUE(EnterDirectory(d, root));
-    EXPECT_TRUE(EnterDirectory(d, root + L"a\\"));
-    // The same directory by another name is one of those above.
-    EXPECT_FALSE(EnterDirectory(d, root + L"a\\b\\..\\..\\"));
-    EXPECT_TRUE(EnterDirectory(d, root + L"a\\b"));
+    EXPECT_TRUE(EnterDirectory(d, root, false));
+    EXPECT_TRUE(EnterDirectory(d, root + L"a\\", false));
+    // The same directory by another name (as a link would lead) is one of
+    // those above; a plain directory is not asked.
+    EXPECT_FALSE(EnterDirectory(d, root + L"a\\b\\..\\..\\", true));
+    EXPECT_TRUE(EnterDirectory(d, root + L"a\\b\\..\\..\\", false));
+    LeaveDirectory(d);
+    EXPECT_TRUE(EnterDirectory(d, root + L"a\\b", true));
     LeaveDirectory(d);
     LeaveDirectory(d);
     LeaveDirectory(d);
     EXPECT_EQ(d.nLevel, 0);
     EXPECT_TRUE(d.aChain.empty());
-    std::vector<CString> subs;
+    std::vector<FILEENTRY> subs;
     EXPECT_EQ(ListSubdirectories(root, L"", false, &subs), 0);
     ASSERT_EQ(subs.size(), 1u);
-    EXPECT_EQ(S(subs[0]), L"a");
+    EXPECT_EQ(S(subs[0].sName), L"a");
     EXPECT_NE(ListSubdirectories(root + L"none", L"", false, &subs), 0);
 }
 
