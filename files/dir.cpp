@@ -618,5 +618,10 @@ int Pdir_Command(CString &args) {
         args.erase(at, end - at + 1);
     }
     if (st.sFormat.empty()) st.sFormat = L"f";
+    // The fields that need a question to the system for each file.
+    if (st.sFormat.find_first_of(L"qQ") != CString::npos) st.fFlags |= DIR_OWNER;
+    if (st.sFormat.find_first_of(L"sS") != CString::npos) st.fFlags |= DIR_STREAMS;
+    if (st.sFormat.find(L'c') != CString::npos) st.fFlags |= DIR_RATIO;
+    if (st.sFormat.find(L"za") != CString::npos) st.fFlags |= DIR_ALLOCATED;
     return RunListing(st, args);
 }
