@@ -5,6 +5,7 @@
 #include "core/bdx.h"
 #include "core/error.h"
 #include "core/format.h"
+#include "files/paths.h"
 
 namespace {
 
@@ -259,13 +260,8 @@ void EatKeystrokes() {
 namespace {
 
 CString CurrentDirectory() {
-    CString dir(MAX_PATH, L'\0');
-    DWORD n = GetCurrentDirectoryW((DWORD)dir.size(), dir.data());
-    if (n > dir.size()) {
-        dir.resize(n);
-        n = GetCurrentDirectoryW(n, dir.data());
-    }
-    dir.resize(n);
+    CString dir;
+    QueryCurrentDirectory(nullptr, &dir);
     return dir;
 }
 

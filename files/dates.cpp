@@ -30,6 +30,8 @@ void CivilFromDays(long long days, int *year, int *month, int *day) {
 
 constexpr long long kCivil1980 = 3652;  // DaysFromCivil(1980, 1, 1)
 constexpr int kFirstYear = 1601, kLastYear = 30827;
+// More days than lie between the first and the last year is no offset.
+constexpr unsigned long long kLongestSpan = 10592580;
 
 CString LocaleText(LCTYPE type, const wchar_t *fallback) {
     wchar_t buffer[16];
@@ -208,7 +210,7 @@ int MakeDaysFromDate(long *days, wchar_t *text, int format) {
     if (*text == L'-' || *text == L'+' || digitsOnly) {
         const wchar_t *p = text + (*text == L'-' || *text == L'+');
         unsigned long long n = 0;
-        if (!ReadNumber(p, &n)) return ERROR_BD_INVALID_DATE;
+        if (!ReadNumber(p, &n) || n > kLongestSpan) return ERROR_BD_INVALID_DATE;
         *days = *text == L'-' ? -(long)n : (long)n;
         if (digitsOnly) *text = L'+';
         return 0;

@@ -2,6 +2,7 @@
 // below apply them to a found entry.
 #include "files/ranges.h"
 #include <aclapi.h>
+#include <climits>
 #include <cwchar>
 #include "core/args.h"
 #include "core/bdx.h"
@@ -174,7 +175,12 @@ int ReadSize(const wchar_t *&p, long long *size) {
     static const wchar_t kSuffixes[] = L"kKmMgGtTpP";
     static const long long kFactors[] = {1000LL, 1024LL, 1000000LL, 1048576LL, 1000000000LL, 1073741824LL,
                                          1000000000000LL, 1099511627776LL, 1000000000000000LL, 1125899906842624LL};
-    if (*p && wcschr(kSuffixes, *p)) value *= kFactors[wcschr(kSuffixes, *p) - kSuffixes], p++;
+    if (*p && wcschr(kSuffixes, *p)) {
+        long long factor = kFactors[wcschr(kSuffixes, *p) - kSuffixes];
+        if (value > LLONG_MAX / factor || value < -(LLONG_MAX / factor)) return ERROR_INVALID_PARAMETER;
+        value *= factor;
+        p++;
+    }
     else if (*p == L'b' || *p == L'B') p++;
     *size = value;
     return *p && *p != L',' ? ERROR_INVALID_PARAMETER : 0;

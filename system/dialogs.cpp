@@ -127,15 +127,15 @@ int Msgbox_Command(CString &args) {
 
 namespace {
 
-// An in-memory dialog template: title, prompt, edit field, OK and Cancel.
+// An in-memory dialog template: a title, then the items, each of a
+// predefined class (an atom) or of a class by name.
 class DialogTemplate {
 public:
-    DialogTemplate(const CString &title) {
+    DialogTemplate(const CString &title, short cx = 240, short cy = 74) {
         Align(4);
         DLGTEMPLATE t{};
         t.style = DS_MODALFRAME | DS_CENTER | DS_SETFONT | WS_POPUP | WS_CAPTION | WS_SYSMENU;
-        t.cdit = 4;
-        t.cx = 240, t.cy = 74;
+        t.cx = cx, t.cy = cy;
         Add(&t, sizeof(t));
         Word(0), Word(0);        // no menu, the default class
         Text(title);
@@ -143,18 +143,28 @@ public:
         Text(L"MS Shell Dlg");
     }
     void Item(DWORD style, short x, short y, short cx, short cy, WORD id, WORD cls, const CString &text) {
-        Align(4);
-        DLGITEMTEMPLATE item{};
-        item.style = style | WS_CHILD | WS_VISIBLE;
-        item.x = x, item.y = y, item.cx = cx, item.cy = cy, item.id = id;
-        Add(&item, sizeof(item));
+        ItemHead(style, x, y, cx, cy, id);
         Word(0xFFFF), Word(cls);
         Text(text);
+        Word(0);
+    }
+    void Item(DWORD style, short x, short y, short cx, short cy, WORD id, const wchar_t *className) {
+        ItemHead(style, x, y, cx, cy, id);
+        Text(className);
+        Text(L"");
         Word(0);
     }
     const DLGTEMPLATE *Get() const { return (const DLGTEMPLATE *)words_.data(); }
 
 private:
+    void ItemHead(DWORD style, short x, short y, short cx, short cy, WORD id) {
+        ((DLGTEMPLATE *)words_.data())->cdit++;
+        Align(4);
+        DLGITEMTEMPLATE item{};
+        item.style = style | WS_CHILD | WS_VISIBLE;
+        item.x = x, item.y = y, item.cx = cx, item.cy = cy, item.id = id;
+        Add(&item, sizeof(item));
+    }
     void Add(const void *data, size_t bytes) {
         const WORD *w = (const WORD *)data;
         words_.insert(words_.end(), w, w + bytes / 2);
@@ -167,16 +177,33 @@ private:
     std::vector<WORD> words_;
 };
 
+// The state record of a dialog, stored at WM_INITDIALOG from its parameter.
+template <class T>
+T *DialogState(HWND hwnd, UINT message, LPARAM lParam) {
+    if (message == WM_INITDIALOG) SetWindowLongPtrW(hwnd, DWLP_USER, lParam);
+    return (T *)GetWindowLongPtrW(hwnd, DWLP_USER);
+}
+
+// Run a dialog of the template, closing by itself after seconds (0: never).
+// IDOK, another button's id, kTimedOut, or kNoDialog (reported) when there
+// is no desktop to show it on.
+constexpr INT_PTR kNoDialog = -2;
+INT_PTR ShowDialog(const DialogTemplate &dialog, DLGPROC proc, void *state, DWORD seconds) {
+    DialogTimer timer(seconds);
+    INT_PTR answer = DialogBoxIndirectParamW(aGlobals.hModule, dialog.Get(), nullptr, proc, (LPARAM)state);
+    if (answer != -1 && answer != 0) return answer;
+    NoDesktop();
+    return kNoDialog;
+}
+
 struct QUERYSTATE {
     CString sText;
     int nLimit;
 };
 
 INT_PTR CALLBACK QueryProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
-    auto *state = (QUERYSTATE *)GetWindowLongPtrW(hwnd, DWLP_USER);
+    auto *state = DialogState<QUERYSTATE>(hwnd, message, lParam);
     if (message == WM_INITDIALOG) {
-        SetWindowLongPtrW(hwnd, DWLP_USER, lParam);
-        state = (QUERYSTATE *)lParam;
         SetDlgItemTextW(hwnd, kEditId, state->sText.c_str());
         if (state->nLimit) SendDlgItemMessageW(hwnd, kEditId, EM_LIMITTEXT, state->nLimit, 0);
         return TRUE;
@@ -216,12 +243,63 @@ int Querybox_Command(CString &args) {
     dialog.Item(BS_DEFPUSHBUTTON | WS_TABSTOP, 126, 52, 50, 14, IDOK, 0x0080, L"OK");
     dialog.Item(BS_PUSHBUTTON | WS_TABSTOP, 183, 52, 50, 14, IDCANCEL, 0x0080, L"Cancel");
     QUERYSTATE state{initial, (int)limit};
-    DialogTimer timer(seconds);
-    INT_PTR answer = DialogBoxIndirectParamW(aGlobals.hModule, dialog.Get(), nullptr, QueryProc, (LPARAM)&state);
-    if (answer == -1 || answer == 0) return NoDesktop();
+    INT_PTR answer = ShowDialog(dialog, QueryProc, &state, seconds);
     if (answer == kTimedOut) return kTimedOut;
     if (answer != IDOK) return 2;
     return SetEVariable((variable + L"=" + state.sText).c_str()) ? 2 : 0;
+}
+
+// ---- date pickers (@GETDATE, @GETDATETIME) ----
+
+namespace {
+
+constexpr int kDateId = 102, kTimeId = 103;
+
+struct DATESTATE {
+    SYSTEMTIME when;
+    bool fWithTime;
+};
+
+INT_PTR CALLBACK DateProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
+    auto *state = DialogState<DATESTATE>(hwnd, message, lParam);
+    if (message == WM_INITDIALOG) {
+        DateTime_SetSystemtime(GetDlgItem(hwnd, kDateId), GDT_VALID, &state->when);
+        if (state->fWithTime) DateTime_SetSystemtime(GetDlgItem(hwnd, kTimeId), GDT_VALID, &state->when);
+        return TRUE;
+    }
+    if (message == WM_COMMAND && (LOWORD(wParam) == IDOK || LOWORD(wParam) == IDCANCEL)) {
+        if (LOWORD(wParam) == IDOK) {
+            SYSTEMTIME date = state->when, time = state->when;
+            DateTime_GetSystemtime(GetDlgItem(hwnd, kDateId), &date);
+            if (state->fWithTime) DateTime_GetSystemtime(GetDlgItem(hwnd, kTimeId), &time);
+            state->when = date;
+            state->when.wHour = time.wHour, state->when.wMinute = time.wMinute, state->when.wSecond = time.wSecond;
+            state->when.wMilliseconds = 0;
+        }
+        EndDialog(hwnd, LOWORD(wParam));
+        return TRUE;
+    }
+    return FALSE;
+}
+
+}  // namespace
+
+int AskDate(const CString &title, SYSTEMTIME *when, bool withTime, DWORD seconds) {
+    INITCOMMONCONTROLSEX classes{sizeof(classes), ICC_DATE_CLASSES};
+    InitCommonControlsEx(&classes);
+    DialogTemplate dialog(title, 180, withTime ? 72 : 52);
+    dialog.Item(WS_TABSTOP | DTS_LONGDATEFORMAT, 7, 7, 166, 14, kDateId, DATETIMEPICK_CLASSW);
+    if (withTime) dialog.Item(WS_TABSTOP | DTS_TIMEFORMAT, 7, 27, 166, 14, kTimeId, DATETIMEPICK_CLASSW);
+    short buttons = withTime ? 51 : 31;
+    dialog.Item(BS_DEFPUSHBUTTON | WS_TABSTOP, 66, buttons, 50, 14, IDOK, 0x0080, L"OK");
+    dialog.Item(BS_PUSHBUTTON | WS_TABSTOP, 123, buttons, 50, 14, IDCANCEL, 0x0080, L"Cancel");
+    DATESTATE state{*when, withTime};
+    INT_PTR answer = ShowDialog(dialog, DateProc, &state, seconds);
+    if (answer == kTimedOut) return kTimedOut;
+    if (answer == kNoDialog) return 2;
+    if (answer != IDOK) return 1;
+    *when = state.when;
+    return 0;
 }
 
 // ---- TASKDIALOG ----

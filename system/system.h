@@ -55,6 +55,12 @@ int HashFile(const wchar_t *algorithm, const wchar_t *fileName, CString &digest)
 // A version 4 (random) UUID in its 8-4-4-4-12 form, lower case.
 CString NewUuid();
 
+// A dialog that asks for a date (and with withTime, a time of day),
+// starting at *when; seconds above 0 close it by itself after that time.
+// 0 with *when set, 1 when cancelled, 32000 when it closed by itself, or a
+// code already reported (no desktop to show it on).
+int AskDate(const CString &title, SYSTEMTIME *when, bool withTime, DWORD seconds);
+
 // Parse a date (country order, or year first) and a time
 // ("h[:m[:s[.hh]]] [AM|PM]") as DATE and TIME take them; 0 or an error code.
 int ParseDateText(const CString &text, SYSTEMTIME *date);

@@ -1,13 +1,15 @@
 // Date and time functions: @DATE, @MAKEDATE, @DATECONV, @DATEFMT, @DAY,
 // @MONTH, @YEAR, @DOY, @DOW and its kin, the ISO week functions, @AGEDATE,
-// @MAKEAGE, @SYSTEMTIME, @FILEDATE, @FILETIME, @FILEAGE, @TIME and
-// @MAKETIME.  Dates are read and written by the file engine's date code, so
-// that a date that a range takes is a date that these functions take.
+// @MAKEAGE, @SYSTEMTIME, @FILEDATE, @FILETIME, @FILEAGE, @TIME, @MAKETIME,
+// @TIMER, and the date pickers @GETDATE and @GETDATETIME.  Dates are read
+// and written by the file engine's date code, so that a date that a range
+// takes is a date that these functions take.
 #include <cwchar>
 #include "core/args.h"
 #include "core/format.h"
 #include "files/dates.h"
 #include "files/paths.h"
+#include "system/system.h"
 #include "vars/func_internal.h"
 
 namespace {
@@ -323,4 +325,39 @@ int Func_MakeTime(FUNCCALL &call) {
     if (!sep) sep = L':';
     return SetText(call.args, FormatStr(L"%02I64d%c%02I64d%c%02I64d", seconds / 3600, sep, seconds / 60 % 60, sep,
                                         seconds % 60));
+}
+
+// @GETDATE[[date[,format]]] and @GETDATETIME[[date[,format]]]: a dialog
+// asks for a date (and a time of day), starting at date (default today).
+// The value is the date in the format (0 to 6), for @GETDATETIME with the
+// time behind a blank; empty when the dialog is cancelled.
+int Func_GetDate(FUNCCALL &call) {
+    DateValue d;
+    int format;
+    if (int rc = ReadDateAndFormat(call.args, &d, &format)) return rc;
+    SYSTEMTIME now, t = AsSystemTime(d);
+    GetLocalTime(&now);
+    t.wHour = now.wHour, t.wMinute = now.wMinute, t.wSecond = now.wSecond;
+    bool withTime = call.nCase == FC_getdatetime;
+    int rc = AskDate(withTime ? L"Date and time" : L"Date", &t, withTime, 0);
+    if (rc == 1) return SetText(call.args, CString());
+    if (rc) return -2;
+    return SetText(call.args, FormatDate(format, t) + (withTime ? L" " + ClockText(t, true, false) : CString()));
+}
+
+// @TIMER[n[,ms|us|ns]]: stopwatch n of TIMER: the time on it as TIMER shows
+// it, or a count of the unit.
+int Func_Timer(FUNCCALL &call) {
+    CString number = call.args, unit;
+    SplitAtComma(call.args, &number, &unit);
+    unit.Trim();
+    int n;
+    if (!ReadInt(number, &n) || n < 1 || n > kTimers) return ERROR_INVALID_PARAMETER;
+    long long ms = QueryTimerElapsed(n);
+    if (ms < 0) return BDError(ERROR_BD_TIMER_OFF, FormatStr(L"%d", n).c_str()), -2;
+    if (unit.empty()) return SetText(call.args, FormatElapsed(ms));
+    if (unit.EqualsNoCase(L"ms")) return SetNumber(call.args, ms);
+    if (unit.EqualsNoCase(L"us")) return SetNumber(call.args, ms * 1000);
+    if (unit.EqualsNoCase(L"ns")) return SetNumber(call.args, ms * 1000000);
+    return ERROR_INVALID_PARAMETER;
 }

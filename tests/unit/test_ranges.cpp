@@ -84,6 +84,8 @@ TEST_F(Ranges, DayNumbers) {
     ASSERT_EQ(MakeDaysFromDate(&days, minus.data(), 0), 0);
     EXPECT_EQ(days, -3);
     EXPECT_EQ(MakeDaysFromDate(&days, old.data(), 0), ERROR_BD_INVALID_DATE);
+    CString huge(L"+99999999999");
+    EXPECT_EQ(MakeDaysFromDate(&days, huge.data(), 0), ERROR_BD_INVALID_DATE);
 }
 
 TEST_F(Ranges, DateFormats) {
@@ -175,6 +177,7 @@ TEST_F(Ranges, BadRangesAreRefused) {
     EXPECT_NE(Get(L"/[d2024-13-45] *.txt", &r), 0);
     EXPECT_NE(Get(L"/[d2024-01-01@25:00]", &r), 0);
     EXPECT_NE(Get(L"/[s1x]", &r), 0);
+    EXPECT_NE(Get(L"/[s9999999999P]", &r), 0);
     EXPECT_NE(Get(L"/[s1k,x]", &r), 0);
     EXPECT_NE(Get(L"/[d-7 *.txt", &r), 0);
     EXPECT_NE(Get(L"/[t25:00]", &r), 0);
@@ -191,7 +194,7 @@ TEST_F(Ranges, SizeRanges) {
     } rows[] = {
         {L"/[s1K,2K]", 1024, 2048},       {L"/[s1k,2k]", 1000, 2000}, {L"/[s100]", 100, -1},
         {L"/[s100,-50]", 50, 100},        {L"/[s100,+50]", 100, 150}, {L"/[s2M,1M]", 1048576, 2097152},
-        {L"/[s1 G]", 1073741824LL, -1},   {L"/[s5000000000]", 5000000000LL, -1}, {L"/[s1t]", 1000000000000LL, -1},
+        {L"/[s1 G]", 1073741824LL, -1},   {L"/[s1b]", 1, -1},   {L"/[s5000000000]", 5000000000LL, -1}, {L"/[s1t]", 1000000000000LL, -1},
     };
     for (auto &row : rows) {
         RANGES r;

@@ -62,6 +62,9 @@ const MatchRow kMatches[] = {
     {L"[ab]", L"a", 1, 0, false},
     // A set without its "]" is plain text.
     {L"a[b", L"a[b", 1, 1, true},
+    {L"[", L"[", 1, 1, true},
+    {L"*[", L"a[", 1, 1, true},
+    {L"[]]", L"]", 1, 1, false},
     // The pattern ends at ";", "=" and skips quotes.
     {L"*.c;*.h", L"x.c", 1, 1, true},
     {L"*.c;*.h", L"x.h", 1, 1, false},
