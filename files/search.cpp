@@ -6,6 +6,7 @@
 // attribute mask, directories, /A: attributes, exclusions, ranges, the
 // name) and are then delivered, or gathered for a sorted delivery.
 #include "files/search.h"
+#include <winnetwk.h>
 #include <cwchar>
 #include "config/ini.h"
 #include "core/args.h"
@@ -191,6 +192,23 @@ void TakeFindData(FILESEARCH *fs, const WIN32_FIND_DATAW &data) {
     fs->nCompressedSize = 0;
 }
 
+// A drive letter whose network connection was lost: connected again to
+// the share the system remembers for it.  True when that worked.
+bool ReconnectDrive(const CString &pattern) {
+    if (pattern.At(1) != L':') return false;
+    CString drive = pattern.Left(2), remote(MAX_PATH, L'\0');
+    DWORD size = (DWORD)remote.size();
+    if (WNetGetConnectionW(drive.c_str(), remote.data(), &size) != NO_ERROR) return false;
+    remote.resize(wcslen(remote.c_str()));
+    NETRESOURCEW resource{};
+    resource.dwType = RESOURCETYPE_DISK;
+    resource.lpLocalName = drive.data();
+    resource.lpRemoteName = remote.data();
+    bool ok = WNetAddConnection2W(&resource, nullptr, nullptr, CONNECT_INTERACTIVE | CONNECT_COMMANDLINE) == NO_ERROR;
+    SetLastError(ERROR_INVALID_DRIVE);
+    return ok;
+}
+
 // A subdirectory met by a search that reads every name, for the caller's
 // walk.
 void CollectDirectory(FILESEARCH *fs, const WIN32_FIND_DATAW &data) {
@@ -215,8 +233,14 @@ int NextCandidate(FILESEARCH *fs, WIN32_FIND_DATAW *data) {
         walk.fFirstDone = true;
         fs->nIFSType = QueryIFSType(fs->sWorkPattern.c_str());
         bool alt = fs->fAltNames || aIniFile.Win32SFNSearch;
-        fs->hFind = FindFirstFileExW(SystemPattern(fs).c_str(), alt ? FindExInfoStandard : FindExInfoBasic, data,
-                                     FindExSearchNameMatch, nullptr, FIND_FIRST_EX_LARGE_FETCH);
+        CString pattern = SystemPattern(fs);
+        auto first = [&] {
+            return FindFirstFileExW(pattern.c_str(), alt ? FindExInfoStandard : FindExInfoBasic, data,
+                                    FindExSearchNameMatch, nullptr, FIND_FIRST_EX_LARGE_FETCH);
+        };
+        fs->hFind = first();
+        if (fs->hFind == INVALID_HANDLE_VALUE && GetLastError() == ERROR_INVALID_DRIVE && ReconnectDrive(pattern))
+            fs->hFind = first();
         if (fs->hFind == INVALID_HANDLE_VALUE) return (int)GetLastError();
         walk.fNoMore = !fs->fRegex && !HasWildcards(fs->sWorkPattern);
         walk.fGotCandidate = true;
