@@ -360,7 +360,10 @@ void MakeEntry(DIRSTATE &st, const CString &dir, bool descriptions, unsigned lon
 }
 
 bool DescriptionsWanted(const DIRSTATE &st, const CString &dir) {
-    if (!aIniFile.Descriptions || st.nColumns > 1 || Has(st, DIR_WIDE) || Has(st, DIR_BARE_NAMES)) return false;
+    if (!aIniFile.Descriptions) return false;
+    // Shown only by the long layout and PDIR, but a sort by them needs them.
+    bool shown = st.nColumns == 1 && !Has(st, DIR_WIDE) && !Has(st, DIR_BARE_NAMES);
+    if (!shown && st.aSearch.sSortKeys.find(L'i') == CString::npos) return false;
     CString file = dir + QueryDescriptionName();
     return GetFileAttributesW(file.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
