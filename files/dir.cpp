@@ -125,6 +125,104 @@ unsigned PlainSwitchBits(wchar_t c) {
     return 0;
 }
 
+// The switches that take the rest of their argument: /A, /O, /N, /CD:.
+// True when c is one of them; *rc then holds the result.
+bool ReadWholeSwitch(DIRSTATE &st, const CString &arg, size_t i, wchar_t c, bool off, int *rc) {
+    *rc = 0;
+    switch (c) {
+    case L'A':
+        if (off) {
+            st.aSearch.fRequired = st.aSearch.fForbidden = st.aSearch.fAnyOf = 0;
+            st.nFindFlags = FILE_ATTRIBUTE_DIRECTORY;
+        } else {
+            GetSearchAttributes(arg.c_str() + i + 1, &st.aSearch);
+            st.nFindFlags = st.aSearch.fSearchFlags;
+        }
+        return true;
+    case L'O':
+        if (off) st.aSearch.sSortKeys = L"u";
+        else *rc = ReadSortKeys(st, arg, i + 1);
+        return true;
+    case L'N':
+        if (off) st.fFlags &= ~DIR_LONG;
+        else *rc = ReadNLetters(st, arg, i + 1);
+        return true;
+    case L'C':
+        if (ToUpperChar(arg.At(i + 1)) != L'D' || arg.At(i + 2) != L':') return false;
+        st.sColorText = arg.Mid(i + 3);
+        return true;
+    }
+    return false;
+}
+
+// /S, /S+n (nothing shown above level n), /Sn (n levels).  Returns the
+// index of the switch's last character, or npos for a bad number.
+size_t ReadDepth(DIRSTATE &st, const CString &arg, size_t i, bool off) {
+    SetFlag(st, DIR_SUBDIRS, off);
+    st.nMaxDepth = off ? 0 : DIR_MAX_DEPTH;
+    if (arg.At(i + 1) == L'+') {
+        i += 2;
+        long n = ReadNumber(arg, &i);
+        if (n < 0) return CString::npos;
+        st.nShowAbove = (int)n;
+        return i - 1;
+    }
+    if (arg.At(i + 1) >= L'0' && arg.At(i + 1) <= L'9') {
+        i++;
+        st.nMaxDepth = (int)ReadNumber(arg, &i);
+        return i - 1;
+    }
+    return i;
+}
+
+// A switch letter with an optional digit or letter behind it: /U[1|2],
+// /B[1], /H[L], /G[:n], /P[n], /T[:acwu].  Returns the index of its last
+// character, npos for a bad value, or i - 1 when c is none of them.
+size_t ReadLetterWithValue(DIRSTATE &st, const CString &arg, size_t i, wchar_t c, bool off) {
+    wchar_t next = ToUpperChar(arg.At(i + 1));
+    switch (c) {
+    case L'U':
+        SetFlag(st, DIR_SUMMARY_ONLY | DIR_SUMMARY_DIRS | DIR_SUMMARY_TREES, true);
+        if (off) return i;
+        st.fFlags |= DIR_SUMMARY_ONLY;
+        if (next == L'1') st.fFlags |= DIR_SUMMARY_DIRS;
+        if (next == L'2') st.fFlags |= DIR_SUMMARY_TREES;
+        return next == L'1' || next == L'2' ? i + 1 : i;
+    case L'B':
+        SetFlag(st, DIR_BARE, off);
+        st.fFlags2 &= ~DIR2_AS_TYPED;
+        if (off || next != L'1') return i;
+        st.fFlags2 |= DIR2_AS_TYPED;
+        return i + 1;
+    case L'H':
+        if (next != L'L') {
+            SetFlag(st, DIR_HIDE_DOTS, off);
+            return i;
+        }
+        st.fFlags2 = off ? st.fFlags2 & ~DIR2_HIDE_LINKS : st.fFlags2 | DIR2_HIDE_LINKS;
+        return i + 1;
+    case L'G': {
+        SetFlag(st, DIR_ALLOCATED, off);
+        if (next != L':') return i;
+        size_t j = i + 2;
+        long n = ReadNumber(arg, &j);
+        if (n <= 0) return CString::npos;
+        st.nCluster = (unsigned long)n;
+        return j - 1;
+    }
+    case L'P': {
+        st.fPause = !off;
+        size_t j = i + 1;
+        long n = ReadNumber(arg, &j);
+        if (n < 0) return i;
+        st.nPauseTimeout = (int)n;
+        return j - 1;
+    }
+    case L'T': return ReadTimeField(st, arg, i, off);
+    }
+    return i - 1;
+}
+
 // One switch argument, letters grouped: "/bs", "/-p", "/a-d", "/o:-d".
 int ReadSwitch(DIRSTATE &st, const CString &arg) {
     wchar_t sw = SwitchCharValue();
@@ -136,90 +234,19 @@ int ReadSwitch(DIRSTATE &st, const CString &arg) {
             off = true;
             c = ToUpperChar(arg.At(++i));
         }
-        switch (c) {
-        case L'A':
-            if (off) {
-                st.aSearch.fRequired = st.aSearch.fForbidden = st.aSearch.fAnyOf = 0;
-                st.nFindFlags = FILE_ATTRIBUTE_DIRECTORY;
-            } else {
-                GetSearchAttributes(arg.c_str() + i + 1, &st.aSearch);
-                st.nFindFlags = st.aSearch.fSearchFlags;
-            }
-            return 0;
-        case L'O':
-            if (!off) return ReadSortKeys(st, arg, i + 1);
-            st.aSearch.sSortKeys = L"u";
-            return 0;
-        case L'N':
-            if (off) {
-                st.fFlags &= ~DIR_LONG;
-                return 0;
-            }
-            return ReadNLetters(st, arg, i + 1);
-        case L'S': {
-            SetFlag(st, DIR_SUBDIRS, off);
-            st.nMaxDepth = off ? 0 : DIR_MAX_DEPTH;
-            if (arg.At(i + 1) == L'+') {
-                i += 2;
-                long n = ReadNumber(arg, &i);
-                if (n < 0) return ERROR_BAD_PARAMETER;
-                st.nShowAbove = (int)n;
-                i--;
-            } else if (arg.At(i + 1) >= L'0' && arg.At(i + 1) <= L'9') {
-                i++;
-                st.nMaxDepth = (int)ReadNumber(arg, &i);
-                i--;
-            }
-            break;
+        int rc;
+        if (ReadWholeSwitch(st, arg, i, c, off, &rc)) return rc;
+        size_t last = c == L'S' ? ReadDepth(st, arg, i, off) : ReadLetterWithValue(st, arg, i, c, off);
+        if (last == CString::npos) return ERROR_BAD_PARAMETER;
+        if (last >= i) {
+            i = last;
+            continue;
         }
-        case L'U':
-            SetFlag(st, DIR_SUMMARY_ONLY | DIR_SUMMARY_DIRS | DIR_SUMMARY_TREES, true);
-            if (off) break;
-            st.fFlags |= DIR_SUMMARY_ONLY;
-            if (arg.At(i + 1) == L'1') st.fFlags |= DIR_SUMMARY_DIRS, i++;
-            else if (arg.At(i + 1) == L'2') st.fFlags |= DIR_SUMMARY_TREES, i++;
-            break;
-        case L'B':
-            SetFlag(st, DIR_BARE, off);
-            st.fFlags2 &= ~DIR2_AS_TYPED;
-            if (!off && arg.At(i + 1) == L'1') st.fFlags2 |= DIR2_AS_TYPED, i++;
-            break;
-        case L'H':
-            if (ToUpperChar(arg.At(i + 1)) == L'L') {
-                if (off) st.fFlags2 &= ~DIR2_HIDE_LINKS;
-                else st.fFlags2 |= DIR2_HIDE_LINKS;
-                i++;
-            } else {
-                SetFlag(st, DIR_HIDE_DOTS, off);
-            }
-            break;
-        case L'T': i = ReadTimeField(st, arg, i, off); break;
+        switch (c) {
         case L'C':
-            if (ToUpperChar(arg.At(i + 1)) == L'D' && arg.At(i + 2) == L':') {
-                st.sColorText = arg.Mid(i + 3);
-                return 0;
-            }
             if (off) st.fFlags2 |= DIR2_NO_SEPARATORS;
             else st.fFlags |= DIR_RATIO;
             break;
-        case L'G': {
-            SetFlag(st, DIR_ALLOCATED, off);
-            if (arg.At(i + 1) == L':') {
-                i += 2;
-                long n = ReadNumber(arg, &i);
-                if (n <= 0) return ERROR_BAD_PARAMETER;
-                st.nCluster = (unsigned long)n;
-                i--;
-            }
-            break;
-        }
-        case L'P': {
-            st.fPause = !off;
-            size_t j = i + 1;
-            long n = ReadNumber(arg, &j);
-            if (n >= 0) st.nPauseTimeout = (int)n, i = j - 1;
-            break;
-        }
         case L'D': SetFlag(st, st.fCmdMode ? DIR_DOWN : DIR_NO_COLOR, off); break;
         case L'R': SetFlag(st, st.fCmdMode ? DIR_STREAMS : DIR_NO_WRAP, off); break;
         case L'1':
