@@ -246,6 +246,41 @@ def check_option_colours(args, env, work):
     print("option colours: ok")
 
 
+def check_dir_colours(args, env, work):
+    """DIR colours each line by the ColorDir rules, on a console only; /D
+    turns them off."""
+    tree = os.path.join(work, "colours")
+    os.makedirs(os.path.join(tree, "sub"), exist_ok=True)
+    for name in ("a.txt", "b.dat"):
+        with open(os.path.join(tree, name), "w") as f:
+            f.write("x")
+    ini = os.path.join(work, "empty.ini")
+    open(ini, "w").close()
+    exe = os.path.join(args.bin, "BDX.EXE")
+    pane = Pane(f"{args.wine} '{exe}' @{ini}", tree, dict(env, PROMPT="BDX$g "))
+    shell = Shell(pane)
+    try:
+        pane.wait_for(lambda t: "BDX>" in t, "the prompt", timeout=40)
+        shell.run("set colordir=txt: bri yel on blu; dirs: bri red on bla")
+        shell.run("cls")
+        shell.run("dir /b")
+        rows = {"".join(c for c, _, _ in row).strip(): row for row in pane.grid()}
+        txt, sub, dat = rows.get("a.txt"), rows.get("sub"), rows.get("b.dat")
+        expect(txt and all(c[1:] == (sgr_fg(14), sgr_bg(1)) for c in txt[:5]), f"a.txt not coloured: {txt}", pane)
+        expect(sub and all(c[1] == sgr_fg(12) for c in sub[:3]), f"sub not coloured: {sub}", pane)
+        expect(dat and dat[0][1:] != (sgr_fg(14), sgr_bg(1)), "b.dat took a rule's colour", pane)
+        # The colour stays on its line: the rest of the row is plain.
+        expect(txt and all(c[2] != sgr_bg(1) for c in txt[5:]), "the colour ran past its line", pane)
+        shell.run("cls")
+        shell.run("dir /b /d")
+        rows = {"".join(c for c, _, _ in row).strip(): row for row in pane.grid()}
+        txt = rows.get("a.txt")
+        expect(txt and txt[0][1:] != (sgr_fg(14), sgr_bg(1)), "/D left the colours on", pane)
+    finally:
+        pane.close()
+    print("dir colours: ok")
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--bin", required=True)
@@ -261,6 +296,7 @@ def main():
         check_unit_tests(args, env, work)
         check_commands(args, env, work)
         check_option_colours(args, env, work)
+        check_dir_colours(args, env, work)
     except AssertionError as e:
         print(f"FAILED: {e}")
         return 1
