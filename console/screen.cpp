@@ -88,8 +88,13 @@ HANDLE ConsoleOutputHandle() {
 }
 
 bool QueryIsConsole(HANDLE handle) {
+    if (!ValidHandle(handle)) return false;
+    // Files and pipes (what redirection makes of the standard handles) are
+    // told apart without a trip to the console, which is costly.
+    DWORD type = GetFileType(handle);
+    if (type == FILE_TYPE_DISK || type == FILE_TYPE_PIPE) return false;
     DWORD mode;
-    return ValidHandle(handle) && GetConsoleMode(handle, &mode);
+    return GetConsoleMode(handle, &mode);
 }
 
 int QueryIsANSI() { return aIniFile.ANSI; }

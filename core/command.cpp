@@ -8,6 +8,7 @@
 #include "core/bdx.h"
 #include "core/cmdtable.h"
 #include "core/command_internal.h"
+#include "core/error.h"
 #include "core/format.h"
 #include "console/screen.h"
 #include "core/redir.h"
@@ -208,6 +209,19 @@ void StripCommandEnds(CString &line) {
 
 int Command(const wchar_t *line, int flags) { return Command_S(CString(line ? line : L""), flags); }
 
+// How deep Command_S calls are nested on this thread (groups, IF, batch
+// files and the like run nested lines).
+static thread_local int nCommandDepth = 0;
+
+namespace {
+
+struct DepthGuard {
+    DepthGuard() { nCommandDepth++; }
+    ~DepthGuard() { nCommandDepth--; }
+};
+
+}  // namespace
+
 // One pass of the compound loop; the state travels in the record.
 struct LineState {
     CString line;
@@ -304,9 +318,12 @@ static bool RunNextCommand(LineState &s) {
             chain = CHAIN_OR;
             tail.erase(0, 1);
         } else {
-            if (OpenPipe(&s.redir, tail)) return false;
             s.pipeOpened = true;
-            if (!s.redir.fPipeOpen) tail.clear();
+            if (OpenPipe(&s.redir, tail)) {
+                s.result = 2;
+                return false;
+            }
+            if (!s.redir.fPipe) tail.clear();
         }
     } else if (sep == L'&' || (sep && sep == CommandSepChar())) {
         if (aIniFile.DuplicateBugs && tail.At(0) == L'|' && tail.At(1) == L' ') {
@@ -346,11 +363,18 @@ static bool RunNextCommand(LineState &s) {
     SkipChained(tail, chain, s.result);
     line = tail;
     Unredirect(&s.redir, &s.result, &line);
+    // A shell on the right side of a pipe gives the rest of its line back
+    // after its first command (and after the pipe that command may have
+    // opened has handed back its own rest).
+    if (nCommandDepth == 1) HandBackRestOfLine(line);
     return true;
 }
 
 static void LeaveLine(LineState &s) {
-    if (s.pipeOpened) s.redir.fClipOut = 0;
+    if (s.pipeOpened) s.redir.afClip[REDIR_OUT] = 0;
+    // A line left before the right side of "|!" ran: its file is not to
+    // become anybody's input.
+    if (s.redir.fTempPipe) s.redir.fPipe = 0;
     Unredirect(&s.redir, nullptr, nullptr);
     if (s.pipeOpened) CleanupTempPipe(&s.redir);
     ResetOutputEncoding();
@@ -358,6 +382,7 @@ static void LeaveLine(LineState &s) {
 
 int Command_S(CString line, int flags) {
     if (line.empty() || line[0] == L':') return 0;
+    DepthGuard depth;
     LineState s;
     s.flags = flags;
     s.echo = ShowsEcho(flags);
@@ -378,7 +403,10 @@ int Command_S(CString line, int flags) {
             }
             if (!RunNextCommand(s)) break;
         }
-    } catch (int) {
+    } catch (int code) {
+        // Ctrl+C ends both sides of a pipe: the right side is not left to
+        // finish what the left side had written.
+        if (code == BREAK_CTRL_C && s.redir.hProcess) TerminateProcess(s.redir.hProcess, BREAK_CTRL_C);
         LeaveLine(s);
         throw;
     } catch (...) {

@@ -10,6 +10,7 @@
 #include "core/format.h"
 #include "core/launch.h"
 #include "core/instance.h"
+#include "core/redir.h"
 #include "vars/lists.h"
 #include "batch/batch.h"
 
@@ -18,11 +19,13 @@ static volatile LONG nHostInstances __attribute__((section(".shared"), shared)) 
 static volatile LONG nShellInstances __attribute__((section(".shared"), shared)) = 0;
 
 static CString sSavedTitle;
+static std::wstring sStartupEnvironment;
 static bool fExitFileRun = false;
 
 BOOL WINAPI ConsoleBreakHandler(DWORD event);
 
 int QueryHostInstances() { return nHostInstances; }
+const wchar_t *QueryStartupEnvironment() { return sStartupEnvironment.empty() ? nullptr : sStartupEnvironment.c_str(); }
 int QueryShellInstances() { return nShellInstances; }
 
 BD_EXPORT void StartBDXMInstance() { InterlockedIncrement(&nHostInstances); }
@@ -125,10 +128,17 @@ void SetUpConsole() {
     CString title(1024, L'\0');
     title.resize(GetConsoleTitleW(title.data(), (DWORD)title.size()));
     sSavedTitle = title;
+    if (wchar_t *block = GetEnvironmentStringsW()) {
+        const wchar_t *end = block;
+        while (*end) end += wcslen(end) + 1;
+        sStartupEnvironment.assign(block, (size_t)(end - block) + 1);
+        FreeEnvironmentStringsW(block);
+    }
 }
 
 void InitializeGlobalVariables() {
     GetTLS()->nBatchFrame = -1;
+    TakeOverPipeParent();
     LoadWindowsFunctions();
     LoadLanguageModule();
     SetOSVersion();
@@ -247,7 +257,7 @@ void RunStartupFiles(const wchar_t *stem, const wchar_t *arguments) {
 void ShutdownCommandProcessor() {
     while (ExitBatchFile() == 0) {
     }
-    if (aIniFile.ExitFile && !fExitFileRun) {
+    if (aIniFile.ExitFile && !fExitFileRun && !QueryIsPipeChild()) {
         fExitFileRun = true;
         RunStartupFiles(L"BDEXIT", nullptr);
     }

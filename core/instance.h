@@ -9,3 +9,5 @@ constexpr int BDX_BUILD = 1;
 void SetSavedTitle(const wchar_t *title);
 int QueryHostInstances();
 int QueryShellInstances();
+// The environment block as it was when the shell started (START /I).
+const wchar_t *QueryStartupEnvironment();

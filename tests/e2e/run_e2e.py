@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Run one end-to-end script through BDX.EXE under Wine and compare its output.
 
-    python3 run_e2e.py --bin <dir of BDX.EXE> --wine <wine> [--keep] script.btm
+    python3 run_e2e.py --bin <dir of BDX.EXE> [--progs <dir>] --wine <wine> [--keep] script.btm
 
 The expectations live in the script itself, as remarks:
 
@@ -23,6 +23,14 @@ The expectations live in the script itself, as remarks:
                          local modification time ("2024-01-02 03:04:05")
     rem LINK: name target  make name a symbolic link to target (a relative
                          Linux path, e.g. ".." for a loop), after the files
+    rem CHECKFILE: name  after the run, "name" (in the working directory) must
+    rem | line           exist and hold exactly these lines (no lines: empty);
+                         lines end at CRLF as in the output; a file that begins
+                         with a UTF-16 byte-order mark is read as UTF-16, any
+                         other as UTF-8
+    rem NOFILE: pattern  after the run no file matches the glob pattern,
+                         taken relative to the working directory
+                         ("../temp/*" for the temporary directory)
 
 The run's working directory appears in the output as [work].
 
@@ -53,10 +61,14 @@ repeat each line after the prompt, which then shows up as output.
 
 Each run gets a fresh temporary directory: BDX.EXE starts in work/ inside it
 (where FILE creates files and where batch scripts are copied), with an empty
-ini file beside work/ passed as @ini.  30 seconds per run.
+ini file beside work/ passed as @ini, and an empty temp/ beside work/ that a
+script may make its TEMP ("set TEMP=%_cwd\\..\\temp"; Wine sets TEMP itself, so
+the runner cannot).  With --progs, that directory (the small test programs)
+comes first on the PATH and is in BDX_PROGS.  30 seconds per run.
 """
 import argparse
 import difflib
+import glob
 import os
 import re
 import shutil
@@ -69,7 +81,7 @@ PROJECT_ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(_
 MAX_DIFF_LINES = 80
 MARKER = "@@BDXPROMPT@@"
 TIMEOUT = 30
-KEYWORDS = ("CHECK", "CHECKERR", "EXIT", "ARGS", "RUN", "FILE", "STAMP", "LINK")
+KEYWORDS = ("CHECK", "CHECKERR", "EXIT", "ARGS", "RUN", "FILE", "STAMP", "LINK", "CHECKFILE", "NOFILE")
 DIRECTIVE = re.compile(r"^\s*@?rem\s+([A-Z][A-Z0-9]+):(.*)$", re.IGNORECASE)
 FILE_LINE = re.compile(r"^\s*@?rem\s+\|(.*)$", re.IGNORECASE)
 
@@ -114,7 +126,8 @@ def make_files(work, spec):
 
 
 def parse_script(lines):
-    spec = {"out": [], "err": [], "exit": None, "args": [], "run": "stdin", "files": {}, "stamp": None, "links": []}
+    spec = {"out": [], "err": [], "exit": None, "args": [], "run": "stdin", "files": {}, "checkfiles": {},
+            "nofiles": [], "stamp": None, "links": []}
     i = 0
     while i < len(lines):
         line = lines[i]
@@ -153,15 +166,19 @@ def parse_script(lines):
             if len(parts) != 2 or not relative_name(parts[0]):
                 raise ScriptError(f"line {i}: LINK needs a name and a target, not {value!r}")
             spec["links"].append(parts)
-        elif word == "FILE":
+        elif word in ("FILE", "CHECKFILE"):
             name = value.strip()
             if not relative_name(name):
-                raise ScriptError(f"line {i}: FILE needs a relative file name, not {value!r}")
+                raise ScriptError(f"line {i}: {word} needs a relative file name, not {value!r}")
             body = []
             while i < len(lines) and FILE_LINE.match(lines[i]):
                 body.append(after_colon(FILE_LINE.match(lines[i]).group(1)))
                 i += 1
-            spec["files"][name] = body
+            spec["files" if word == "FILE" else "checkfiles"][name] = body
+        elif word == "NOFILE":
+            if not value.strip():
+                raise ScriptError(f"line {i}: NOFILE needs a pattern")
+            spec["nofiles"].append(value.strip())
     return spec
 
 
@@ -206,6 +223,35 @@ def diff(expected, actual, what):
     return "\n".join(lines)
 
 
+def read_written(path):
+    """The lines of a file that the script wrote, or None when it is missing."""
+    if not os.path.isfile(path):
+        return None
+    with open(path, "rb") as f:
+        data = f.read()
+    if data.startswith(b"\xff\xfe"):
+        text = data[2:].decode("utf-16-le", errors="backslashreplace")
+    else:
+        text = data.decode("utf-8", errors="backslashreplace")
+    return split_lines(text)
+
+
+def check_files(spec, work):
+    """Problems with the files that CHECKFILE and NOFILE name."""
+    problems = []
+    for fname, expected in spec["checkfiles"].items():
+        actual = read_written(os.path.join(work, fname))
+        if actual is None:
+            problems.append(f"file {fname} was not written")
+        elif actual != expected:
+            problems.append(diff(expected, actual, f"file {fname}"))
+    for pattern in spec["nofiles"]:
+        found = glob.glob(os.path.join(work, pattern))
+        if found:
+            problems.append(f"NOFILE {pattern}: found {', '.join(os.path.relpath(f, work) for f in found)}")
+    return problems
+
+
 def windows_path(path):
     return "Z:" + os.path.abspath(path).replace("/", "\\")
 
@@ -225,6 +271,7 @@ def run(args):
     try:
         work = os.path.join(root, "work")
         os.mkdir(work)
+        os.mkdir(os.path.join(root, "temp"))
         ini = os.path.join(root, "bdx.ini")
         open(ini, "wb").close()
         make_files(work, spec)
@@ -234,6 +281,8 @@ def run(args):
         # Run by hand: default to the project's own Wine prefix, quietly.
         env.setdefault("WINEPREFIX", os.path.join(PROJECT_ROOT, ".wineprefix"))
         env.setdefault("WINEDEBUG", "-all")
+        if args.progs:
+            env["WINEPATH"] = env["BDX_PROGS"] = windows_path(args.progs)
         cmd = [args.wine, exe, "@" + windows_path(ini)] + spec["args"]
         stdin_path = os.path.join(root, "stdin.txt")
         if spec["run"] == "stdin":
@@ -265,6 +314,7 @@ def run(args):
         # The run's directory changes every time: expectations name it [work].
         raw_out = raw_out.replace(windows_path(work), "[work]")
         raw_err = raw_err.replace(windows_path(work), "[work]")
+        file_problems = check_files(spec, work)
     finally:
         if args.keep:
             print(f"kept {root}")
@@ -273,7 +323,7 @@ def run(args):
 
     out = split_lines(command_output(raw_out) if spec["run"] == "stdin" else raw_out)
     err = split_lines(raw_err)
-    problems = []
+    problems = list(file_problems)
     if code is None:
         problems.append(f"timed out after {TIMEOUT} s")
     if out != spec["out"]:
@@ -297,6 +347,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--bin", required=True, help="directory of BDX.EXE")
     parser.add_argument("--wine", default="wine", help="the wine program")
+    parser.add_argument("--progs", help="directory of the test programs, put first on the PATH")
     parser.add_argument("--keep", action="store_true", help="keep the temporary directory")
     parser.add_argument("script")
     args = parser.parse_args()
