@@ -12,7 +12,7 @@
 #include "core/args.h"
 #include "core/format.h"
 #include "files/dir.h"
-#include "files/fileinfo.h"
+#include "core/launch.h"
 #include "files/paths.h"
 #include "files/ranges.h"
 
@@ -52,14 +52,16 @@ int AttributeOfName(const CString &word) {
     return -1;
 }
 
+// The EXETYPE_ words and the kinds of GetExeType they stand for.
 int ExeTypeOfName(const CString &word) {
+    constexpr int kDos = 1, kEfi = 11;
     static const struct {
         const wchar_t *name;
         int type;
-    } names[] = {{L"EXETYPE_WIN32GUI", EXE_WIN32_GUI}, {L"EXETYPE_WIN32CUI", EXE_WIN32_CUI},
-                 {L"EXETYPE_WIN64GUI", EXE_WIN64_GUI}, {L"EXETYPE_WIN64CUI", EXE_WIN64_CUI},
-                 {L"EXETYPE_DOS", EXE_DOS},            {L"EXETYPE_POSIX", EXE_POSIX},
-                 {L"EXETYPE_EFI", EXE_EFI}};
+    } names[] = {{L"EXETYPE_WIN32GUI", EXE_GUI},   {L"EXETYPE_WIN32CUI", EXE_CONSOLE},
+                 {L"EXETYPE_WIN64GUI", EXE_GUI64}, {L"EXETYPE_WIN64CUI", EXE_CONSOLE64},
+                 {L"EXETYPE_DOS", kDos},           {L"EXETYPE_POSIX", EXE_NATIVE},
+                 {L"EXETYPE_EFI", kEfi}};
     for (const auto &n : names)
         if (word.EqualsNoCase(n.name)) return n.type;
     return 0;

@@ -12,7 +12,7 @@
 #include "core/args.h"
 #include "core/format.h"
 #include "files/descript.h"
-#include "files/fileinfo.h"
+#include "core/launch.h"
 #include "files/paths.h"
 #include "files/ranges.h"
 #include "files/search.h"
@@ -74,13 +74,16 @@ int Func_Attrib(FUNCCALL &call) {
 }
 
 // @DESCRIPT[name]: the file's description.  @OWNER[name]: its owner,
-// "domain\user".  @EXETYPE[name]: the kind of program (0 none, 1 DOS,
-// 2 16-bit Windows, 3 OS/2, 6/7 32-bit GUI/console, 8 POSIX, 9/10 64-bit
-// GUI/console, 11 EFI).
+// "domain\user".  @EXETYPE[name]: the kind of program, as the launcher
+// tells them (0 none, 6/7 32-bit GUI/console, 9/10 64-bit GUI/console,
+// ...).
 int Func_FileFacts(FUNCCALL &call) {
     CString full;
     if (!SystemName(NameArgument(call.args), &full)) return ERROR_INVALID_PARAMETER;
-    if (call.nCase == FC_exetype) return SetNumber(call.args, GetExeType(full.c_str()));
+    if (call.nCase == FC_exetype) {
+        int type = GetExeType(full.c_str());
+        return type < 0 && type != EXE_UNREADABLE ? -type : SetNumber(call.args, type < 0 ? 0 : type);
+    }
     if (GetFileAttributesW(full.c_str()) == INVALID_FILE_ATTRIBUTES) return (int)GetLastError();
     CString text;
     if (call.nCase == FC_owner) {

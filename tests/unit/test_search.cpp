@@ -7,6 +7,7 @@
 #include <functional>
 #include "core/args.h"
 #include "files/dir.h"
+#include "core/launch.h"
 #include "files/fileinfo.h"
 #include "files/paths.h"
 #include "files/search.h"
@@ -308,17 +309,17 @@ TEST_F(Tree, ExecutableKinds) {
     DWORD written;
     WriteFile(h, image.data(), (DWORD)image.size(), &written, nullptr);
     CloseHandle(h);
-    EXPECT_EQ(GetExeType((root + L"prog.exe").c_str()), EXE_WIN64_CUI);
+    EXPECT_EQ(GetExeType((root + L"prog.exe").c_str()), EXE_CONSOLE64);
     image[0x98 + 68] = IMAGE_SUBSYSTEM_WINDOWS_GUI;
     image[0x98] = 0x0B, image[0x99] = 0x01, image[0x84] = 0x4C, image[0x85] = 0x01;  // i386, PE32
     h = CreateFileW((root + L"gui.exe").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
     WriteFile(h, image.data(), (DWORD)image.size(), &written, nullptr);
     CloseHandle(h);
-    EXPECT_EQ(GetExeType((root + L"gui.exe").c_str()), EXE_WIN32_GUI);
+    EXPECT_EQ(GetExeType((root + L"gui.exe").c_str()), EXE_GUI);
     File(L"dos.com", "MZ");
-    EXPECT_EQ(GetExeType((root + L"dos.com").c_str()), EXE_NONE);  // too short for a header
+    EXPECT_EQ(GetExeType((root + L"dos.com").c_str()), 0);  // too short for a header
     File(L"text.txt", "hello");
-    EXPECT_EQ(GetExeType((root + L"text.txt").c_str()), EXE_NONE);
+    EXPECT_EQ(GetExeType((root + L"text.txt").c_str()), 0);
     CString digest;
     EXPECT_EQ(_HashFile((root + L"text.txt").c_str(), HASH_CRC32, &digest), 0);
     EXPECT_EQ(S(digest), L"3610A686");
