@@ -111,8 +111,7 @@ int Func_SharedOpen(FUNCCALL &call) {
     long long size = 0;
     if (!SplitAtComma(call.args, &sizeText, &name) || !ReadWholeNumber(sizeText, &size) || size <= 0)
         return ERROR_INVALID_PARAMETER;
-    name.Trim();
-    StripQuotes_S(name);
+    name = NameArgument(name);
     if (name.empty()) return ERROR_INVALID_PARAMETER;
     if (size > kMaxBuffer) return ERROR_NOT_ENOUGH_MEMORY;
     HANDLE h = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, (DWORD)(size >> 32), (DWORD)size,

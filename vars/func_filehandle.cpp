@@ -202,8 +202,7 @@ int Func_FileOpen(FUNCCALL &call) {
     std::vector<CString> args = SplitArguments(call.args);
     if (args.size() < 2 || args.size() > 3) return ERROR_INVALID_PARAMETER;
     CString name = args[0], mode = args[1], type = args.size() > 2 ? args[2] : CString();
-    name.Trim();
-    StripQuotes_S(name);
+    name = NameArgument(name);
     mode.Trim();
     type.Trim();
     wchar_t m = ToLowerChar(mode.At(0));
@@ -397,9 +396,7 @@ int Func_FileLock(FUNCCALL &call) {
 
 // @FILEHANDLE[name]: the handle under which a file is open here, or -1.
 int Func_FileHandle(FUNCCALL &call) {
-    CString name = call.args;
-    name.Trim();
-    StripQuotes_S(name);
+    CString name = NameArgument(call.args);
     if (name.empty()) return ERROR_INVALID_PARAMETER;
     CString full = FullPathOf(name);
     std::lock_guard<std::mutex> hold(fileLock);

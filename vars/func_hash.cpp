@@ -36,9 +36,7 @@ Source ReadSource(const CString &args, CString *rest) {
 // Feed a whole file named by an argument (quotes stripped) to add.
 template <typename Add>
 int ReadFilePieces(const CString &argument, Add add) {
-    CString name = argument;
-    name.Trim();
-    StripQuotes_S(name);
+    CString name = NameArgument(argument);
     if (name.empty()) return ERROR_INVALID_PARAMETER;
     return ReadFileInPieces(name.c_str(), add);
 }
@@ -98,9 +96,7 @@ int ReadWholeFile(const CString &argument, std::string *bytes) {
 }
 
 int WriteWholeFile(const CString &argument, const std::string &bytes) {
-    CString name = argument;
-    name.Trim();
-    StripQuotes_S(name);
+    CString name = NameArgument(argument);
     if (name.empty()) return ERROR_INVALID_PARAMETER;
     HANDLE h = CreateFileW(name.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (h == INVALID_HANDLE_VALUE) return SystemError();

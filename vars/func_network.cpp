@@ -35,13 +35,6 @@ CString AddressText(const SOCKADDR *address, int length) {
     return text;
 }
 
-CString Argument(const CString &args) {
-    CString text = args;
-    text.Trim();
-    StripQuotes_S(text);
-    return text;
-}
-
 void AddItem(CString *list, const CString &item) {
     if (item.empty()) return;
     if (!list->empty()) *list += L' ';
@@ -193,7 +186,7 @@ int Func_Adapter(FUNCCALL &call) {
 // when no name is given.
 int Func_IpAddress(FUNCCALL &call) {
     std::vector<CString> addresses;
-    if (int rc = HostAddresses(Argument(call.args), AF_INET, &addresses)) return rc;
+    if (int rc = HostAddresses(NameArgument(call.args), AF_INET, &addresses)) return rc;
     call.args = addresses.empty() ? CString() : addresses[0];
     return 0;
 }
@@ -201,7 +194,7 @@ int Func_IpAddress(FUNCCALL &call) {
 // @IPNAME[address]: the host name of an address (or of a name: its
 // canonical name).
 int Func_IpName(FUNCCALL &call) {
-    CString host = Argument(call.args);
+    CString host = NameArgument(call.args);
     if (host.empty()) return ERROR_INVALID_PARAMETER;
     if (int rc = StartSockets()) return rc;
     ADDRINFOW hints{}, *list = nullptr;
@@ -217,7 +210,7 @@ int Func_IpName(FUNCCALL &call) {
 
 // @IPALIASES[host]: the other names of a host.
 int Func_IpAliases(FUNCCALL &call) {
-    CString host = Argument(call.args);
+    CString host = NameArgument(call.args);
     if (host.empty()) return ERROR_INVALID_PARAMETER;
     if (int rc = StartSockets()) return rc;
     hostent *entry = gethostbyname(Narrow(host).c_str());
@@ -231,8 +224,8 @@ int Func_IpAliases(FUNCCALL &call) {
 int Func_IpService(FUNCCALL &call) {
     CString service, protocol;
     if (!SplitAtComma(call.args, &service, &protocol)) service = call.args;
-    service = Argument(service);
-    protocol = Argument(protocol);
+    service = NameArgument(service);
+    protocol = NameArgument(protocol);
     if (service.empty()) return ERROR_INVALID_PARAMETER;
     if (int rc = StartSockets()) return rc;
     std::string proto = Narrow(protocol);
@@ -245,7 +238,7 @@ int Func_IpService(FUNCCALL &call) {
 
 // @MX[domain]: the mail exchangers of a domain, the most preferred first.
 int Func_Mx(FUNCCALL &call) {
-    CString domain = Argument(call.args);
+    CString domain = NameArgument(call.args);
     if (domain.empty()) return ERROR_INVALID_PARAMETER;
     DNS_RECORDW *records = nullptr;
     DNS_STATUS status = DnsQuery_W(domain.c_str(), DNS_TYPE_MX, DNS_QUERY_STANDARD, nullptr, (DNS_RECORD **)&records, nullptr);
@@ -270,7 +263,7 @@ int Func_Mx(FUNCCALL &call) {
 int Func_Ping(FUNCCALL &call) {
     CString host, timeoutText;
     if (!SplitAtComma(call.args, &host, &timeoutText)) host = call.args;
-    host = Argument(host);
+    host = NameArgument(host);
     long long timeout = 1000;
     if (host.empty() || (!timeoutText.empty() && (!ReadWholeNumber(timeoutText, &timeout) || timeout <= 0)))
         return ERROR_INVALID_PARAMETER;
@@ -333,7 +326,7 @@ int Func_Server(FUNCCALL &call) {
 // @ENUMSHARES[[server]]: the shared folders of a computer (this one when
 // not told).
 int Func_NetEnum(FUNCCALL &call) {
-    CString name = Argument(call.args);
+    CString name = NameArgument(call.args);
     BYTE *buffer = nullptr;
     DWORD count = 0, total = 0;
     NET_API_STATUS status;

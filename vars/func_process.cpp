@@ -141,9 +141,7 @@ int Func_ProcessInfo(FUNCCALL &call) {
 // @ISPROC[name|pid]: 1 when a process of that id, or of that program name
 // (with or without ".exe", wildcards allowed), runs.
 int Func_IsProc(FUNCCALL &call) {
-    CString name = call.args;
-    name.Trim();
-    StripQuotes_S(name);
+    CString name = NameArgument(call.args);
     if (name.empty()) return ERROR_INVALID_PARAMETER;
     long long pid = -1;
     bool byId = ReadWholeNumber(name, &pid);
@@ -156,7 +154,8 @@ int Func_IsProc(FUNCCALL &call) {
     return SetNumber(call.args, 0);
 }
 
-// @DOSMEM[[b|k|m]]: free physical memory in bytes, kilobytes or megabytes.
+// @DOSMEM[[scale]]: free physical memory, in bytes or the scale's unit
+// (k K m M g G, as the disk functions take them; a "c" adds separators).
 // @WINMEMORY[[n]]: n 0 the memory load in percent, 1 and 2 total and free
 // physical memory, 3 and 4 the page file, 5 and 6 the address space.
 int Func_Memory(FUNCCALL &call) {
@@ -165,12 +164,7 @@ int Func_Memory(FUNCCALL &call) {
     if (!GlobalMemoryStatusEx(&m)) return SystemError();
     CString arg = call.args;
     arg.Trim();
-    if (call.nCase == FC_dosmem) {
-        wchar_t unit = ToLowerChar(arg.At(0));
-        if (arg.size() > 1 || (unit && unit != L'b' && unit != L'k' && unit != L'm')) return ERROR_INVALID_PARAMETER;
-        int shift = unit == L'k' ? 10 : unit == L'm' ? 20 : 0;
-        return SetNumber(call.args, (long long)(m.ullAvailPhys >> shift));
-    }
+    if (call.nCase == FC_dosmem) return ScaleByteCount(m.ullAvailPhys, arg.empty() ? CString(L"b") : arg, call.args);
     long long n = 0;
     if (!arg.empty() && (!ReadWholeNumber(arg, &n) || n < 0 || n > 6)) return ERROR_INVALID_PARAMETER;
     const unsigned long long values[] = {m.dwMemoryLoad,     m.ullTotalPhys,    m.ullAvailPhys,   m.ullTotalPageFile,
@@ -201,9 +195,7 @@ int Func_Debug(FUNCCALL &call) { return SetNumber(call.args, IsDebuggerPresent()
 
 // @GROUP[name]: 1 when the user's token holds the group, else 0.
 int Func_Group(FUNCCALL &call) {
-    CString name = call.args;
-    name.Trim();
-    StripQuotes_S(name);
+    CString name = NameArgument(call.args);
     if (name.empty()) return ERROR_INVALID_PARAMETER;
     DWORD sidSize = 0, domainSize = 0;
     SID_NAME_USE use;
@@ -221,9 +213,7 @@ int Func_Group(FUNCCALL &call) {
 // @SERVICE[name]: the state of a service: STOPPED, START_PENDING,
 // STOP_PENDING, RUNNING, CONTINUE_PENDING, PAUSE_PENDING or PAUSED.
 int Func_Service(FUNCCALL &call) {
-    CString name = call.args;
-    name.Trim();
-    StripQuotes_S(name);
+    CString name = NameArgument(call.args);
     if (name.empty()) return ERROR_INVALID_PARAMETER;
     SC_HANDLE manager = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT);
     if (!manager) return SystemError();
@@ -243,9 +233,7 @@ int Func_Service(FUNCCALL &call) {
 // @ASSOC[.ext]: the file type of an extension; @FTYPE[type]: the command
 // that opens a file type.  Empty when there is none.
 int Func_Assoc(FUNCCALL &call) {
-    CString name = call.args;
-    name.Trim();
-    StripQuotes_S(name);
+    CString name = NameArgument(call.args);
     if (name.empty()) return ERROR_INVALID_PARAMETER;
     CString key = call.nCase == FC_assoc ? name : name + L"\\shell\\open\\command";
     DWORD size = 0;
@@ -381,8 +369,7 @@ int Func_Wmi(FUNCCALL &call) {
     if (args.size() < 2 || args.size() > 3 || (args.size() == 3 && (!ReadWholeNumber(args[2], &row) || row < 0)))
         return ERROR_INVALID_PARAMETER;
     for (CString &a : args) {
-        a.Trim();
-        StripQuotes_S(a);
+        a = NameArgument(a);
     }
     if (args[0].empty() || args[1].empty()) return ERROR_INVALID_PARAMETER;
     ComScope com;

@@ -46,8 +46,7 @@ struct REGPATH {
 
 // Split a path; false for an unknown root or an empty path.
 bool ParsePath(const FUNCCALL &call, CString text, REGPATH *path) {
-    text.Trim();
-    StripQuotes_S(text);
+    text = NameArgument(text);
     size_t slash = text.find(L'\\');
     path->hRoot = QueryRegistryRoot(text.Left(slash));
     if (!path->hRoot) return false;
@@ -216,9 +215,7 @@ int SetFromArguments(const FUNCCALL &call, REGPATH *path) {
 }
 
 CString FileArgument(const CString &text) {
-    CString name = text;
-    name.Trim();
-    StripQuotes_S(name);
+    CString name = NameArgument(text);
     return FullPathOf(name);
 }
 

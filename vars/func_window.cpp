@@ -19,9 +19,7 @@ namespace {
 // The window that the argument names: a handle, or the first top-level
 // window whose title matches (visible ones first).
 int FindWindowArg(const CString &args, HWND *w) {
-    CString name = args;
-    name.Trim();
-    StripQuotes_S(name);
+    CString name = NameArgument(args);
     if (name.empty()) return ERROR_INVALID_PARAMETER;
     long long handle = 0;
     if (ReadWholeNumber(name, &handle)) {
@@ -133,8 +131,7 @@ int Func_Window(FUNCCALL &call) {
 int Func_Snapshot(FUNCCALL &call) {
     CString file, window;
     if (!SplitAtComma(call.args, &file, &window)) file = call.args;
-    file.Trim();
-    StripQuotes_S(file);
+    file = NameArgument(file);
     if (file.empty()) return ERROR_INVALID_PARAMETER;
     HWND w = nullptr;
     if (!window.TrimLeftCopy().empty())
