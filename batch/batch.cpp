@@ -4,9 +4,9 @@
 #include "batch/batch.h"
 #include <cwchar>
 #include "console/output.h"
-#include "core/args.h"
+#include "base/args.h"
 #include "core/bdx.h"
-#include "core/format.h"
+#include "base/format.h"
 #include "core/cmdtable.h"
 #include "core/instance.h"
 

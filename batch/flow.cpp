@@ -5,10 +5,10 @@
 #include <cwchar>
 #include "batch/batch.h"
 #include "console/output.h"
-#include "core/args.h"
+#include "base/args.h"
 #include "core/bdx.h"
 #include "core/cmdtable.h"
-#include "core/format.h"
+#include "base/format.h"
 #include "core/launch.h"
 
 namespace {

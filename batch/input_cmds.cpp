@@ -9,10 +9,10 @@
 #include <vector>
 #include "batch/batch.h"
 #include "console/output.h"
-#include "core/args.h"
+#include "base/args.h"
 #include "core/bdx.h"
-#include "core/error.h"
-#include "core/format.h"
+#include "base/error.h"
+#include "base/format.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include "config/ini.h"
 #include "config/ini_internal.h"
 #include "core/bdx.h"
-#include "core/format.h"
+#include "base/format.h"
 
 std::vector<EXTRAOPTION> aExtraOptions;
 

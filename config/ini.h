@@ -3,7 +3,7 @@
 #pragma once
 #include <climits>
 #include <vector>
-#include "core/cstring.h"
+#include "base/cstring.h"
 
 enum OptionType {
     OPT_CHAR = 0, OPT_INT = 1, OPT_UINT = 2, OPT_CHOICE = 3, OPT_COLOR = 4,

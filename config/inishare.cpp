@@ -8,7 +8,7 @@
 #include <vector>
 #include "config/ini.h"
 #include "config/ini_internal.h"
-#include "core/format.h"
+#include "base/format.h"
 
 namespace {
 

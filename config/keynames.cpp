@@ -4,7 +4,7 @@
 // that has no character (Alt-letter, the F-keys).
 #include <cwchar>
 #include "config/ini.h"
-#include "core/format.h"
+#include "base/format.h"
 
 namespace {
 

@@ -6,10 +6,10 @@
 #include "config/ini.h"
 #include "config/ini_internal.h"
 #include "console/output.h"
-#include "core/args.h"
+#include "base/args.h"
 #include "core/bdx.h"
 #include "core/cmdtable.h"
-#include "core/format.h"
+#include "base/format.h"
 #include "vars/lists.h"
 
 namespace {

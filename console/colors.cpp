@@ -3,7 +3,7 @@
 #include "console/colors.h"
 #include "console/screen.h"
 #include "core/bdx.h"
-#include "core/format.h"
+#include "base/format.h"
 
 const ANSI_COLORS aColors[16] = {
     {L"Bla", 30}, {L"Blu", 34}, {L"Gre", 32}, {L"Cya", 36},

@@ -2,7 +2,7 @@
 // table of the 16 console colours.  A colour is one byte: low nibble
 // foreground, high nibble background, in the console's own numbering.
 #pragma once
-#include "core/cstring.h"
+#include "base/cstring.h"
 
 struct ANSI_COLORS {
     const wchar_t *pszName;

@@ -3,8 +3,8 @@
 #include <cwchar>
 #include "console/output.h"
 #include "core/bdx.h"
-#include "core/error.h"
-#include "core/format.h"
+#include "base/error.h"
+#include "base/format.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include "console/output.h"
 #include <cstdarg>
 #include "console/screen.h"
-#include "core/error.h"
-#include "core/format.h"
+#include "base/error.h"
+#include "base/format.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <vector>
 #include "console/output.h"
-#include "core/format.h"
+#include "base/format.h"
 
 namespace {
 

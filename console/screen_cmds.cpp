@@ -7,9 +7,9 @@
 #include "console/colors.h"
 #include "console/output.h"
 #include "console/screen.h"
-#include "core/args.h"
+#include "base/args.h"
 #include "core/cmdtable.h"
-#include "core/format.h"
+#include "base/format.h"
 
 namespace {
 

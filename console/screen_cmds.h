@@ -1,6 +1,6 @@
 // Pieces of the screen commands that work on text alone.
 #pragma once
-#include "core/cstring.h"
+#include "base/cstring.h"
 
 // The characters of a line of box-drawing weight (1 single, 2 double)
 // drawn over the cells existing (one character per cell, along the line):

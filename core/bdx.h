@@ -8,7 +8,7 @@
 #include <deque>
 #include <string>
 #include <vector>
-#include "core/cstring.h"
+#include "base/cstring.h"
 #include "config/ini.h"
 
 #define BD_EXPORT extern "C" __declspec(dllexport)

@@ -6,7 +6,7 @@
 // command, in output, in waits), where BreakHandler unwinds the stack by
 // throwing an integer through every Command_S up to the front end's loop or
 // to the batch file's ON BREAK.
-#include "core/error.h"
+#include "base/error.h"
 #include "console/output.h"
 
 namespace {

@@ -1,12 +1,12 @@
 // The internal command table: lookup, enable state, flags, the ? command
 // and the /? usage texts.
 #include "core/cmdtable.h"
-#include "core/nametable.h"
+#include "base/nametable.h"
 #include <cwchar>
 #include "console/output.h"
 #include "console/screen.h"
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/format.h"
 #include "core/launch.h"
 
 BUILTIN aInternalCommands[] = {

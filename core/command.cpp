@@ -4,11 +4,11 @@
 // separators, redirection and dispatch.
 #include <cwchar>
 #include "console/output.h"
-#include "core/args.h"
+#include "base/args.h"
 #include "core/bdx.h"
 #include "core/cmdtable.h"
 #include "core/command_internal.h"
-#include "core/format.h"
+#include "base/format.h"
 #include "console/screen.h"
 #include "core/redir.h"
 

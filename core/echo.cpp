@@ -2,7 +2,7 @@
 // action of their own here.
 #include <cwchar>
 #include "console/output.h"
-#include "core/args.h"
+#include "base/args.h"
 #include "core/bdx.h"
 #include "core/cmdtable.h"
 

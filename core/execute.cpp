@@ -3,11 +3,11 @@
 // filters and the escape characters.
 #include <cwchar>
 #include "console/output.h"
-#include "core/args.h"
+#include "base/args.h"
 #include "core/bdx.h"
 #include "core/cmdtable.h"
 #include "core/command_internal.h"
-#include "core/format.h"
+#include "base/format.h"
 #include "core/redir.h"
 
 wchar_t EscapedCharacter(wchar_t c) {

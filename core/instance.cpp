@@ -4,10 +4,10 @@
 #include <cwchar>
 #include "console/output.h"
 #include "console/screen.h"
-#include "core/args.h"
+#include "base/args.h"
 #include "core/bdx.h"
 #include "core/cmdtable.h"
-#include "core/format.h"
+#include "base/format.h"
 #include "core/launch.h"
 #include "core/instance.h"
 #include "vars/lists.h"

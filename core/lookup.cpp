@@ -1,11 +1,11 @@
 // LOOKUPERRORS: the texts of error numbers.  Numbers given on the line are
 // looked up here and printed; without them the separate lookup tool
 // "lookuperrors.exe" beside the program opens its window.
-#include "core/error.h"
+#include "base/error.h"
 #include <shellapi.h>
 #include "console/output.h"
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/format.h"
 
 namespace {
 

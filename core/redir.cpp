@@ -2,7 +2,7 @@
 // that asks for it is refused with a clear message, so that no output ever
 // goes somewhere the user did not mean.
 #include "core/redir.h"
-#include "core/args.h"
+#include "base/args.h"
 
 int Redirect(CString &line, RedirRecord *) {
     const wchar_t *p = scan(line.c_str(), L"<>", L"`\"");

@@ -1,10 +1,10 @@
 // Small system commands: VER, TITLE and BEEP.
 #include "console/output.h"
-#include "core/args.h"
+#include "base/args.h"
 #include "core/bdx.h"
 #include "core/cmdtable.h"
-#include "core/error.h"
-#include "core/format.h"
+#include "base/error.h"
+#include "base/format.h"
 #include "core/instance.h"
 
 int Ver_Command(CString &args) {

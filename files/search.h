@@ -1,7 +1,7 @@
 // The state of one file search.  Commands fill it through GetSwitches,
 // GetSearchAttributes and GetRange, then enumerate with FindFiles.
 #pragma once
-#include "core/cstring.h"
+#include "base/cstring.h"
 
 enum : unsigned {
     FIND_NO_ERRORS = 0x10000, FIND_ONLY_DIRS = 0x20000, FIND_NO_DIRS = 0x40000,

@@ -4,8 +4,8 @@
 #include <cwchar>
 #include <cwctype>
 #include "console/output.h"
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/format.h"
 #include "vars/lists.h"
 
 namespace {

@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
-#include "core/args.h"
+#include "base/args.h"
 #include "core/bdx.h"
 #include <wincrypt.h>
-#include "core/format.h"
+#include "base/format.h"
 #include "vars/eval.h"
 #include "vars/evalnum.h"
 

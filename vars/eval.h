@@ -3,7 +3,7 @@
 // helpers that the function families share.
 #pragma once
 #include <vector>
-#include "core/cstring.h"
+#include "base/cstring.h"
 
 // Evaluator error codes (message = language string code - 0x1FFFF448).
 enum : int {

@@ -13,7 +13,7 @@
 #include <cstdint>
 #include <string>
 #include <mpdecimal.h>
-#include "core/cstring.h"
+#include "base/cstring.h"
 
 constexpr int64_t EVAL_MAX_DIGITS = 1000000;
 constexpr int EVAL_GUARD = 10;

@@ -1,7 +1,7 @@
 // The evaluator's tokenizer and recursive-descent parser.  Levels, from the
 // lowest precedence: & | ^ < > << >> (one level); + -; * / \ %; ** (left
 // associative); prefix + (absolute value), - and ~; primaries.
-#include "core/args.h"
+#include "base/args.h"
 #include "core/bdx.h"
 #include "vars/eval.h"
 #include "vars/evalnum.h"

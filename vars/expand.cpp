@@ -11,7 +11,7 @@
 // The forms themselves are read in expand_forms.cpp (brackets, functions,
 // arrays) and expand_names.cpp (names, modifiers, the sources of values).
 #include <cwctype>
-#include "core/args.h"
+#include "base/args.h"
 #include "core/cmdtable.h"
 #include "vars/expand.h"
 #include "vars/expand_internal.h"

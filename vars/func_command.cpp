@@ -1,8 +1,8 @@
 // Functions of the command family: @ALIAS and @FUNCTION (stored text),
 // @EXEC and @EXECSTR (a command run inside the expansion of another), and
 // @ERRTEXT (the text of an error number).
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/format.h"
 #include "batch/batch.h"
 #include "core/instance.h"
 #include "vars/func_internal.h"

@@ -2,7 +2,7 @@
 // @LTRIM, @RTRIM, @UPPER, @LOWER, @QUOTE, @UNQUOTE and @UNQUOTES.  Each one
 // resolves the escape characters of the text it returns, so that an escaped
 // character passes as itself.
-#include "core/args.h"
+#include "base/args.h"
 #include "vars/func_internal.h"
 
 namespace {

@@ -4,9 +4,9 @@
 // a row's position is its case number, and the jump to its handler is a
 // switch on that number.
 #include <new>
-#include "core/args.h"
-#include "core/nametable.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/nametable.h"
+#include "base/format.h"
 #include "vars/func_internal.h"
 
 namespace {

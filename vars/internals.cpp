@@ -2,9 +2,9 @@
 // are sorted lists of lower-case names searched without case; a variable's
 // index is its case number in the switch of its family's file.
 #include "vars/internals.h"
-#include "core/args.h"
-#include "core/format.h"
-#include "core/nametable.h"
+#include "base/args.h"
+#include "base/format.h"
+#include "base/nametable.h"
 #include "vars/functions.h"
 
 const INTERNALROW aInternalVariables[] = {

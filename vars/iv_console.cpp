@@ -1,7 +1,7 @@
 // Internal variables of the console and the desktop: cursor and window
 // size, colours, cursor shapes, key states, screen and mouse, titles.
 #include "vars/internals.h"
-#include "core/format.h"
+#include "base/format.h"
 
 namespace {
 

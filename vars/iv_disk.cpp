@@ -2,7 +2,7 @@
 // four forms, the drive lists by type, and the serial ports.
 #include "vars/internals.h"
 #include <winioctl.h>
-#include "core/format.h"
+#include "base/format.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 // loaded on first use so that the shell does not depend on it at start.
 #include <iphlpapi.h>
 #include "vars/internals.h"
-#include "core/format.h"
+#include "base/format.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 // echo and editing state, versions, logs and the processes around us.
 #include "vars/internals.h"
 #include <tlhelp32.h>
-#include "core/format.h"
+#include "base/format.h"
 #include "core/instance.h"
 
 namespace {

@@ -2,7 +2,7 @@
 // build, directories, names, power, processor, elevation, virtual machine.
 #include <cpuid.h>
 #include "vars/internals.h"
-#include "core/format.h"
+#include "base/format.h"
 #include "vars/functions.h"
 
 static OSVERSIONINFOW WindowsVersion();

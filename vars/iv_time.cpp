@@ -1,7 +1,7 @@
 // Internal variables of dates, times and the time zone.  Every value is
 // read from the clock at the moment of use.
 #include "vars/internals.h"
-#include "core/format.h"
+#include "base/format.h"
 
 namespace {
 

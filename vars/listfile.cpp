@@ -2,8 +2,8 @@
 // files, editing a value at the console (ESET), and the paged listing.
 #include <cwchar>
 #include "console/output.h"
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/format.h"
 #include "vars/lists.h"
 
 namespace {

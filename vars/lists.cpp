@@ -3,8 +3,8 @@
 // the semaphore that serialises every writer.
 #include "vars/lists.h"
 #include <cwchar>
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/format.h"
 
 NAMEDLIST aNamedLists[2] = {};
 

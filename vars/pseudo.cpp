@@ -3,8 +3,8 @@
 // source; and the %= and %+ pass, which stands for the escape character
 // and the command separator.
 #include <random>
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/format.h"
 #include "vars/expand.h"
 #include "vars/expand_internal.h"
 

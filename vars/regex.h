@@ -1,7 +1,7 @@
 // Regular expressions (Oniguruma, UTF-16), in the syntax that the
 // RegularExpressions option names.
 #pragma once
-#include "core/cstring.h"
+#include "base/cstring.h"
 
 // 1 when pattern matches anywhere in text, 0 when not, -1 after reporting
 // a bad pattern.

@@ -3,7 +3,7 @@
 // SET /A as they reach the evaluator.
 #include <gtest/gtest.h>
 #include <vector>
-#include "core/format.h"
+#include "base/format.h"
 #include "vars/lists.h"
 
 namespace {

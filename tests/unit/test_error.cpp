@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 #include <thread>
 #include "core/cmdtable.h"
-#include "core/error.h"
-#include "core/format.h"
+#include "base/error.h"
+#include "base/format.h"
 
 int Lookuperrors_Command(CString &args);
 

@@ -8,7 +8,7 @@
 #include <set>
 #include <thread>
 #include "core/bdx.h"
-#include "core/format.h"
+#include "base/format.h"
 #include "vars/eval.h"
 #include "vars/evalnum.h"
 

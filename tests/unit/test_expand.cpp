@@ -4,7 +4,7 @@
 // read back from standard error, which each test points at a file.
 #include <gtest/gtest.h>
 #include "core/bdx.h"
-#include "core/format.h"
+#include "base/format.h"
 #include "vars/expand.h"
 
 namespace {

@@ -9,7 +9,7 @@
 #include "config/ini_internal.h"
 #include "core/bdx.h"
 #include "core/cmdtable.h"
-#include "core/format.h"
+#include "base/format.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 // definition files, and values against independent system calls.
 #include <gtest/gtest.h>
 #include <set>
-#include "core/format.h"
+#include "base/format.h"
 #include "vars/functions.h"
 #include "vars/internals.h"
 

@@ -3,7 +3,7 @@
 // the environment path with read-only names and types.
 #include <gtest/gtest.h>
 #include <vector>
-#include "core/format.h"
+#include "base/format.h"
 #include "vars/lists.h"
 
 namespace {

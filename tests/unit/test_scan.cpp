@@ -1,7 +1,7 @@
 // The argument scanner: separators, quotes, brackets, escapes and the
 // n-th argument rules that every command relies on.
 #include <gtest/gtest.h>
-#include "core/args.h"
+#include "base/args.h"
 #include "core/bdx.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include "console/output.h"
 #include "console/screen.h"
 #include "core/cmdtable.h"
-#include "core/format.h"
+#include "base/format.h"
 
 namespace {
 

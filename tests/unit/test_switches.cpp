@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <vector>
 #include "config/ini.h"
-#include "core/args.h"
+#include "base/args.h"
 #include "core/bdx.h"
 #include "files/search.h"
 

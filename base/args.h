@@ -3,7 +3,7 @@
 #pragma once
 #include <cstdint>
 #include <vector>
-#include "core/cstring.h"
+#include "base/cstring.h"
 
 struct FILESEARCH;
 

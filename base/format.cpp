@@ -21,7 +21,7 @@
 #include <cstring>
 #include <cwchar>
 #include <string>
-#include "core/format.h"
+#include "base/format.h"
 
 // Locale characters, kept current by the country settings code.
 wchar_t QueryDecimalChar();

@@ -1,9 +1,9 @@
 // BDError, the one way to report a failure: the text of the code, the
 // batch position, the debug mark, the error log and the ON ERROR and
 // ON ERRORMSG hooks of the running batch file.  Also ErrorMsgBox and honk.
-#include "core/error.h"
+#include "base/error.h"
 #include "console/output.h"
-#include "core/format.h"
+#include "base/format.h"
 
 namespace {
 

@@ -1,14 +1,14 @@
 // Arguments and switches built on the argument scanner: the last and the
 // next argument, tokens, the argv split of an argument text, the switch
 // readers every command uses, file attribute lists and quote helpers.
-#include "core/args.h"
+#include "base/args.h"
 #include <cwchar>
 #include <cwctype>
 #include <string>
 #include <utility>
 #include "config/ini.h"
 #include "core/bdx.h"
-#include "core/format.h"
+#include "base/format.h"
 #include "files/search.h"
 
 // Defined by the batch subsystem.

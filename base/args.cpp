@@ -2,7 +2,7 @@
 // of quotes, brackets, escapes and separators.  Everything that cuts a line
 // into commands or arguments comes through here, so both work in place and
 // never allocate.
-#include "core/args.h"
+#include "base/args.h"
 #include <cwchar>
 #include "core/bdx.h"
 #include "config/ini.h"
