@@ -2,6 +2,7 @@
 // goes through the system tables (CharUpperBuffW/CompareStringOrdinal), which
 // know all of Unicode; the C library's towupper does not.
 #include "base/cstring.h"
+#include "base/platform.h"
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 #include <cwchar>

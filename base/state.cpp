@@ -1,6 +1,7 @@
-// Per-thread state, process state and the handles that everything shares.
-#include "console/output.h"
-#include "core/bdx.h"
+// Per-thread state, the process-wide blocks (aGlobals, aIniFile), the
+// instance counters and the handles and queries that everything shares.
+#include "base/state.h"
+#include "base/options.h"
 
 // Every thread gets a fresh block from the initial values of the type.
 static thread_local TLS_VARIABLES tlsBlock;
@@ -10,6 +11,22 @@ TLS_VARIABLES *GetTLS() { return &tlsBlock; }
 TLS_VARIABLES *GetTLSVariables() { return &tlsBlock; }
 
 GLOBAL_VARIABLES aGlobals;
+INIFILE aIniFile;
+
+// Counters shared by every process that loads the library.
+static volatile LONG nHostInstances __attribute__((section(".shared"), shared)) = 0;
+static volatile LONG nShellInstances __attribute__((section(".shared"), shared)) = 0;
+
+int QueryHostInstances() { return nHostInstances; }
+int QueryShellInstances() { return nShellInstances; }
+
+void CountShellInstance(int delta) {
+    if (delta > 0) InterlockedIncrement(&nShellInstances);
+    else InterlockedDecrement(&nShellInstances);
+}
+
+BD_EXPORT void StartBDXMInstance() { InterlockedIncrement(&nHostInstances); }
+BD_EXPORT void EndBDXMInstance() { InterlockedDecrement(&nHostInstances); }
 
 BATCHFRAME *CurrentFrame() {
     TLS_VARIABLES *tls = GetTLS();
@@ -17,9 +34,22 @@ BATCHFRAME *CurrentFrame() {
     return &tls->aBatchFrames[tls->nBatchFrame];
 }
 
+void CloseBatchFile() {
+    BATCHFRAME *f = CurrentFrame();
+    if (!f || f->hFile == INVALID_HANDLE_VALUE || f->hFile == BTM_IN_MEMORY) return;
+    f->sChunk.clear();
+    CloseHandle(f->hFile);
+    f->hFile = INVALID_HANDLE_VALUE;
+}
+
 HANDLE StdOut() { return GetStdHandle(STD_OUTPUT_HANDLE); }
 HANDLE StdErr() { return GetStdHandle(STD_ERROR_HANDLE); }
 HANDLE StdIn() { return GetStdHandle(STD_INPUT_HANDLE); }
+
+bool QueryIsConsole(HANDLE handle) {
+    DWORD mode;
+    return handle && handle != INVALID_HANDLE_VALUE && GetConsoleMode(handle, &mode);
+}
 
 bool QueryEnvVar(const wchar_t *name, CString *value) {
     DWORD n = GetEnvironmentVariableW(name, nullptr, 0);
@@ -36,6 +66,17 @@ CString GetEnvVar(const wchar_t *name) {
     CString value;
     QueryEnvVar(name, &value);
     return value;
+}
+
+CString CurrentDirectory() {
+    CString dir(MAX_PATH, L'\0');
+    DWORD n = GetCurrentDirectoryW((DWORD)dir.size(), dir.data());
+    if (n > dir.size()) {
+        dir.resize(n);
+        n = GetCurrentDirectoryW(n, dir.data());
+    }
+    dir.resize(n < dir.size() ? n : 0);
+    return dir;
 }
 
 void EndProcess(int code) {

@@ -2,13 +2,17 @@
 // Command_S, opening and re-opening the file, the in-memory form of .BTM
 // files, encoding detection, SHIFT and LOADBTM.
 #include "batch/batch.h"
-#include <cwchar>
-#include "console/output.h"
 #include "base/args.h"
-#include "core/bdx.h"
+#include "base/breaks.h"
+#include "base/errors.h"
 #include "base/format.h"
-#include "core/cmdtable.h"
-#include "core/instance.h"
+#include "base/hooks.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "console/console.h"
+#include "vars/func_internal.h"
+#include <cwchar>
 
 namespace {
 
@@ -43,7 +47,7 @@ bool HandleThrown(int code, int *result) {
     BATCHFRAME *frame = CurrentFrame();
     if (!frame) throw code;
     auto runHandler = [&](const CString &text) {
-        int rc = Command_S(text, CMD_ECHO | CMD_DEBUG);
+        int rc = aHooks.pfnCommand(text, CMD_ECHO | CMD_DEBUG);
         if (rc == BATCH_RETURN) {
             *result = rc;
             return true;
@@ -249,7 +253,7 @@ int RunBatchLines(CString &line) {
         try {
             if (!GetNextLine(f->hFile, line, ReadFlagsOf(f), nullptr, 65535)) break;
             f->nLineNumber++;
-            if (Command_S(line, CMD_ECHO | CMD_DEBUG) == BATCH_RETURN) {
+            if (aHooks.pfnCommand(line, CMD_ECHO | CMD_DEBUG) == BATCH_RETURN) {
                 result = BATCH_RETURN;
                 break;
             }
@@ -284,19 +288,11 @@ int ExitBatchFile() {
     for (size_t at = 0; at < defer.size();) {
         size_t end = defer.find(L'\n', at);
         if (end == CString::npos) end = defer.size();
-        Command_S(defer.substr(at, end - at), CMD_ECHO | CMD_DEBUG);
+        aHooks.pfnCommand(defer.substr(at, end - at), CMD_ECHO | CMD_DEBUG);
         at = end + 1;
     }
     UpdateTitleAndIcon(nullptr, 0);
     return 0;
-}
-
-void CloseBatchFile() {
-    BATCHFRAME *f = CurrentFrame();
-    if (!f || f->hFile == INVALID_HANDLE_VALUE || f->hFile == BTM_IN_MEMORY) return;
-    f->sChunk.clear();
-    CloseHandle(f->hFile);
-    f->hFile = INVALID_HANDLE_VALUE;
 }
 
 // Read up to kChunk bytes from the file's start, then go back to where it was.
@@ -398,4 +394,4 @@ int Loadbtm_Command(CString &args) {
     return BDError(87, args.c_str());
 }
 
-void RunOnCondition(const CString &condition) { Command_S(CString(L"if ") + condition, CMD_DEBUG); }
+void RunOnCondition(const CString &condition) { aHooks.pfnCommand(CString(L"if ") + condition, CMD_DEBUG); }

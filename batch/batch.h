@@ -1,10 +1,11 @@
-// Batch files: frames, the line loop and the file readers.
+// The batch language: frames, the line loop and the file readers, further
+// lines of a command, labels, conditions and the skip state of IFF and DO.
 #pragma once
 #include <vector>
-#include "core/bdx.h"
+#include "base/cstring.h"
+#include "base/platform.h"
 
 int OpenBatchFile();
-void CloseBatchFile();
 int ExitBatchFile();
 int LoadBtmImage();
 // fullName: the file; argv: the name as typed, then the arguments;
@@ -16,6 +17,17 @@ int QueryIsFileUTF8(HANDLE h);
 bool QueryIsTextUTF8(const char *text, size_t size);
 // ON CONDITION: test the frame's condition after a line.
 void RunOnCondition(const CString &condition);
+
+// Further lines of a command.  ReadCommandGroup reads on until the group
+// opened at start is closed (options 1: take off the outer parentheses;
+// 2: join the lines of a FOR ... IN group with blanks); 0, or 2 after
+// reporting unbalanced parentheses.  ContinueEscapedLine appends the next
+// line while the line ends in the escape character.
+int ReadCommandGroup(CString &line, int start, int options);
+int ContinueEscapedLine(CString &line, HANDLE file, int readFlags, bool countLine);
+
+// ENDLOCAL, which ending a frame runs for each SETLOCAL left open.
+int Endlocal_Command(CString &args);
 
 // Labels and conditions.
 // flags 1: report a missing label and allow "#:"; 2: read named parameters.

@@ -2,16 +2,19 @@
 // UNTIL, CASE and ON CONDITION, and the IF command.  Words are read and
 // expanded one at a time; connectives work strictly from left to right.
 #include <cwchar>
-#include "batch/batch.h"
-#include "console/output.h"
 #include "base/args.h"
-#include "core/bdx.h"
-#include "core/cmdtable.h"
+#include "base/errors.h"
 #include "base/format.h"
-#include "core/launch.h"
-#include <tlhelp32.h>
+#include "base/hooks.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "batch/batch.h"
+#include "files/files.h"
 #include "vars/eval.h"
+#include "vars/lists.h"
 #include "vars/regex.h"
+#include "vars/vars.h"
+#include <tlhelp32.h>
 
 const wchar_t *GetAlias(const wchar_t *name, bool *isLocal);
 const wchar_t *GetFunction(const wchar_t *name, bool *isLocal);
@@ -125,7 +128,7 @@ int KeywordTest(const CString &keyword, const CString &operand) {
         return last == L'\\' || last == L'/' ? QueryFileAttributes(operand, FILE_ATTRIBUTE_DIRECTORY, 0)
                                              : QueryFileAttributes(operand, 0, 0);
     }
-    if (k.EqualsNoCase(L"isinternal")) return FindInternalCommand(operand.c_str(), true, nullptr) >= 0;
+    if (k.EqualsNoCase(L"isinternal")) return aHooks.pfnFindCommand(operand.c_str(), true, nullptr, nullptr) >= 0;
     if (k.EqualsNoCase(L"isbatch")) {
         CString n = operand;
         StripQuotes_S(n);
@@ -338,5 +341,5 @@ int If_Command(CString &args) {
     int split = SplitElse(line, test != 0);
     if (split == -2) return 2;
     if (split == -1) return 2;
-    return Command_S(line, CMD_DEBUG);
+    return aHooks.pfnCommand(line, CMD_DEBUG);
 }

@@ -3,18 +3,18 @@
 // found by reading the following lines through the frame's one read
 // position; nothing is parsed ahead and no label is cached.
 #include <cwchar>
-#include "batch/batch.h"
-#include "console/output.h"
 #include "base/args.h"
-#include "core/bdx.h"
-#include "core/cmdtable.h"
+#include "base/errors.h"
 #include "base/format.h"
-#include "core/launch.h"
+#include "base/hooks.h"
+#include "base/state.h"
+#include "batch/batch.h"
+#include "console/console.h"
+#include "files/files.h"
+#include "vars/vars.h"
 
 namespace {
 
-constexpr int ERROR_BD_LABEL_NOT_FOUND = 0x20000017;
-constexpr int ERROR_BD_TEXT_NO_END = 0x20000021;
 constexpr int kMaxGosubVarLevel = 22;
 
 int ReadFlags(const BATCHFRAME *f, int base) {
@@ -43,11 +43,14 @@ CString LabelName(const CString &arg) {
     return name;
 }
 
+// An internal command that is enabled.
+bool CommandEnabled(const wchar_t *name) { return aHooks.pfnFindCommand(name, false, nullptr, nullptr) >= 0; }
+
 // Pass over a COMMENT or TEXT block that opens with this line.
 bool SkipBlock(BATCHFRAME *f, const CString &line) {
     const wchar_t *end = nullptr;
-    if (line.EqualsNoCase(L"comment") && QueryIsCommandEnabled(L"COMMENT")) end = L"endcomment";
-    else if (line.EqualsNoCase(L"text") && QueryIsCommandEnabled(L"TEXT")) end = L"endtext";
+    if (line.EqualsNoCase(L"comment") && CommandEnabled(L"COMMENT")) end = L"endcomment";
+    else if (line.EqualsNoCase(L"text") && CommandEnabled(L"TEXT")) end = L"endtext";
     if (!end) return false;
     CString inner;
     while (ScanLine(f, inner)) {
@@ -258,7 +261,7 @@ int Call_Command(CString &args) {
     } else {
         CString line = args;
         if (args.At(0) == L':' && f) line = FormatStr(L"%s %s", f->sBatchName.c_str(), args.c_str());
-        rc = Command_S(line, 0);
+        rc = aHooks.pfnCommand(line, 0);
     }
     tls->fNewBatchFlags = 0;
     return rc;
@@ -372,7 +375,7 @@ int Iff_Command(CString &args) {
         return LINE_REPLACED;
     }
     args.clear();
-    return Command_S(line, CMD_DEBUG);
+    return aHooks.pfnCommand(line, CMD_DEBUG);
 }
 
 // One line of a SWITCH block: trimmed, one leading "*" gone.

@@ -7,19 +7,17 @@
 #include <cwchar>
 #include <cwctype>
 #include <vector>
-#include "batch/batch.h"
-#include "console/output.h"
 #include "base/args.h"
-#include "core/bdx.h"
-#include "base/error.h"
+#include "base/breaks.h"
+#include "base/errors.h"
 #include "base/format.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "batch/batch.h"
+#include "console/console.h"
 
 namespace {
-
-constexpr int ERROR_BAD_PARAMETER = 87;
-constexpr int ERROR_BD_BAD_DATE = 0x20000013;
-constexpr int ERROR_BD_BAD_TIME = 0x20000014;
-constexpr int IDS_PAUSE_PROMPT = 3327;
 
 // Key values: characters as they are; keys without a character are
 // kExtendedKey + their scan code, and are stored as "@code".
@@ -310,7 +308,7 @@ int Delay_Command(CString &args) {
     ULONGLONG ms = milliseconds ? 1 : 1000;
     CString word;
     for (int i = 0; GetNthArgument(args.c_str(), i, &word); i++)
-        if (!ParseDelayCount(word, milliseconds, &ms)) return BDError(ERROR_BAD_PARAMETER, word.c_str());
+        if (!ParseDelayCount(word, milliseconds, &ms)) return BDError(ERROR_INVALID_PARAMETER, word.c_str());
     if (!moment.empty()) {
         SYSTEMTIME when;
         moment.Trim();
@@ -383,7 +381,7 @@ int ReadHeadSwitches(CString &args, const wchar_t *letters, KeySwitches *sw) {
             if (c == L' ' || !wcschr(letters, c)) {
                 size_t end = word;
                 while (end < args.size() && !QueryIsWhiteSpace(args[end])) end++;
-                return BDError(ERROR_BAD_PARAMETER, args.Mid(word, end - word).c_str());
+                return BDError(ERROR_INVALID_PARAMETER, args.Mid(word, end - word).c_str());
             }
             sw->seen += c;
             TakeSwitchValue(args, ++i, c, sw);
@@ -483,7 +481,7 @@ int GetUserInput(CString &args, int mode) {
     KeySwitches sw;
     if (ReadHeadSwitches(args, mode ? L"CKPWEXNLD" : L"CKPW X  DM", &sw)) return 2;
     CString prompt, name;
-    if (!SplitPrompt(args, prompt, name)) return BDError(ERROR_BAD_PARAMETER, nullptr);
+    if (!SplitPrompt(args, prompt, name)) return BDError(ERROR_INVALID_PARAMETER, nullptr);
     HANDLE in = StdIn();
     const bool console = QueryIsConsole(in);
     if (console && sw.Has(L'C')) EatKeystrokes();
@@ -516,7 +514,7 @@ int Pause_Command(CString &args) {
     if (ReadHeadSwitches(args, L"CW", &sw)) return 2;
     CString text = args;
     text.Trim();
-    if (text.empty()) text = LoadLanguageString(IDS_PAUSE_PROMPT);
+    if (text.empty()) text = LoadLanguageString(IDS_PRESS_ANY_KEY);
     HANDLE out = QueryIsConsole(StdOut()) ? StdOut() : StdErr();
     Qprintf(out, L"%s", text.c_str());
     HANDLE in = StdIn();

@@ -4,12 +4,14 @@
 #include <knownfolders.h>
 #include <cwchar>
 #include <vector>
-#include "config/ini.h"
-#include "config/ini_internal.h"
-#include "console/output.h"
-#include "core/bdx.h"
-#include "core/cmdtable.h"
+#include "base/errors.h"
 #include "base/format.h"
+#include "base/hooks.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "config/config.h"
+#include "config/ini_internal.h"
 
 namespace {
 
@@ -88,8 +90,9 @@ void ReportIniError(const INIFILE *block, const CString &text, int line, const C
         MessageBoxW(nullptr, message.c_str(), L"BDX", MB_OK | MB_ICONWARNING);
         return;
     }
-    Qprintf(StdErr(), L"%s\r\n", message.c_str());
-    if (block->PauseOnError && QueryIsConsole(StdIn())) QueryInputChar(LoadLanguageString(IDS_PRESS_ANY_KEY).c_str(), nullptr);
+    aHooks.pfnWriteText(StdErr(), message + L"\r\n");
+    if (block->PauseOnError && QueryIsConsole(StdIn()))
+        aHooks.pfnQueryKey(LoadLanguageString(IDS_PRESS_ANY_KEY).c_str(), nullptr);
 }
 
 // INIQuery: ask about each line.  1 reads it, 0 skips it.
@@ -187,7 +190,7 @@ void DisableListedCommands(const CString &file) {
     for (size_t at = 0; at < keys.size(); at = keys.find(L'\0', at) + 1) {
         CString name = keys.c_str() + at;
         name.Trim();
-        if (!name.empty()) DisableInternalCommand(name.c_str());
+        if (!name.empty()) aHooks.pfnEnableCommand(name.c_str(), false);
         if (keys.find(L'\0', at) == CString::npos) break;
     }
 }

@@ -1,10 +1,11 @@
 // Line input: GetNextLine for files, pipes and the console, the console
 // line reader, single-key questions and the prompt.
 #include <cwchar>
-#include "console/output.h"
-#include "core/bdx.h"
-#include "base/error.h"
+#include "base/breaks.h"
 #include "base/format.h"
+#include "base/hooks.h"
+#include "base/state.h"
+#include "console/console.h"
 
 namespace {
 
@@ -313,7 +314,7 @@ CString ExpandPromptCodes(const CString &text) {
 int ShowPrompt(const wchar_t *variableName) {
     CString text;
     if (!QueryEnvVar(variableName ? variableName : L"PROMPT", &text)) text = L"[$P]";
-    else VariableExpansion(text, 1);
+    else aHooks.pfnExpandVariables(text, 1);
     QPuts(ExpandPromptCodes(text).c_str());
     return 0;
 }

@@ -1,11 +1,15 @@
 // wwriteXP and the printing family, and the page pause of the listing
 // commands.  A console gets UTF-16 through WriteConsoleW; files and pipes
 // get bytes in the thread's output encoding.
-#include "console/output.h"
-#include <cstdarg>
-#include "console/screen.h"
-#include "base/error.h"
+#include "base/breaks.h"
+#include "base/errors.h"
 #include "base/format.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "console/console.h"
+#include "console/screen.h"
+#include <cstdarg>
 
 namespace {
 
@@ -134,6 +138,12 @@ int VQprintf(HANDLE handle, const wchar_t *format, va_list args) {
     CheckBreak();
     CString text;
     FormatV(text, format, args);
+    WriteText(handle, text);
+    return text.GetLength();
+}
+
+int PrintText(HANDLE handle, const CString &text) {
+    CheckBreak();
     WriteText(handle, text);
     return text.GetLength();
 }

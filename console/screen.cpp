@@ -3,10 +3,13 @@
 // are relative to the top of the visible window (GetRowOffset); the Abs
 // forms use buffer rows.
 #include "console/screen.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "console/console.h"
 #include <algorithm>
 #include <vector>
-#include "console/output.h"
-#include "base/format.h"
 
 namespace {
 
@@ -85,11 +88,6 @@ HANDLE ConsoleOutputHandle() {
     if (ValidHandle(aGlobals.hConOut) && QueryIsConsole(aGlobals.hConOut)) return aGlobals.hConOut;
     HANDLE out = StdOut();
     return QueryIsConsole(out) ? out : nullptr;
-}
-
-bool QueryIsConsole(HANDLE handle) {
-    DWORD mode;
-    return ValidHandle(handle) && GetConsoleMode(handle, &mode);
 }
 
 int QueryIsANSI() { return aIniFile.ANSI; }
@@ -448,4 +446,9 @@ void ColorWriteAtCursor(int attribute, const wchar_t *text, int length) {
             wwriteXP(h, &c, 1);  // bell, backspace and the like act as usual
         }
     }
+}
+
+void SetColors(int attribute) {
+    HANDLE out = ConsoleOutputHandle();
+    if (out) SetConsoleTextAttribute(out, (WORD)attribute);
 }

@@ -1,15 +1,16 @@
 // The screen commands: COLOR, CLS, SCREEN, SCRPUT, VSCRPUT, DRAWBOX,
 // DRAWHLINE and DRAWVLINE.  Each checks its whole line first (numbers,
 // colours, window bounds) and touches the screen only when all is good.
-#include "console/screen_cmds.h"
+#include "base/args.h"
+#include "base/colors.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "console/console.h"
+#include "console/screen.h"
 #include <algorithm>
 #include <vector>
-#include "console/colors.h"
-#include "console/output.h"
-#include "console/screen.h"
-#include "base/args.h"
-#include "core/cmdtable.h"
-#include "base/format.h"
 
 namespace {
 

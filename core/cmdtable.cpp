@@ -1,13 +1,17 @@
 // The internal command table: lookup, enable state, flags, the ? command
 // and the /? usage texts.
 #include "core/cmdtable.h"
-#include "base/nametable.h"
-#include <cwchar>
-#include "console/output.h"
-#include "console/screen.h"
 #include "base/args.h"
-#include "base/format.h"
-#include "core/launch.h"
+#include "base/errors.h"
+#include "base/hooks.h"
+#include "base/locale.h"
+#include "base/nametable.h"
+#include "base/state.h"
+#include "console/console.h"
+#include "console/screen.h"
+#include "files/files.h"
+#include "net/net.h"
+#include <cwchar>
 
 BUILTIN aInternalCommands[] = {
 #define BD_COMMAND(name, handler, flags, hint) {name, handler, flags, 1, hint},

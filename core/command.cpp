@@ -3,14 +3,21 @@
 // expansion, prefixes, block filters, variable expansion, groups,
 // separators, redirection and dispatch.
 #include <cwchar>
-#include "console/output.h"
 #include "base/args.h"
-#include "core/bdx.h"
+#include "base/breaks.h"
+#include "base/errors.h"
+#include "base/hooks.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "batch/batch.h"
+#include "console/console.h"
+#include "console/screen.h"
 #include "core/cmdtable.h"
 #include "core/command_internal.h"
-#include "base/format.h"
-#include "console/screen.h"
+#include "core/core.h"
 #include "core/redir.h"
+#include "vars/vars.h"
 
 namespace {
 

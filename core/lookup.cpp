@@ -1,11 +1,15 @@
 // LOOKUPERRORS: the texts of error numbers.  Numbers given on the line are
 // looked up here and printed; without them the separate lookup tool
 // "lookuperrors.exe" beside the program opens its window.
-#include "base/error.h"
-#include <shellapi.h>
-#include "console/output.h"
 #include "base/args.h"
+#include "base/errors.h"
 #include "base/format.h"
+#include "base/locale.h"
+#include "base/state.h"
+#include "console/console.h"
+#include "core/cmdtable.h"
+#include "core/core.h"
+#include <shellapi.h>
 
 namespace {
 

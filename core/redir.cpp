@@ -3,6 +3,9 @@
 // goes somewhere the user did not mean.
 #include "core/redir.h"
 #include "base/args.h"
+#include "base/errors.h"
+#include "base/options.h"
+#include "base/state.h"
 
 int Redirect(CString &line, RedirRecord *) {
     const wchar_t *p = scan(line.c_str(), L"<>", L"`\"");

@@ -1,6 +1,7 @@
 // Redirection state of one command line.
 #pragma once
-#include "core/bdx.h"
+#include "base/cstring.h"
+#include "base/platform.h"
 
 struct RedirRecord {
     HANDLE hSavedOut = nullptr;   // standard output before this command's redirection

@@ -1,11 +1,10 @@
 // Small system commands: VER, TITLE and BEEP.
-#include "console/output.h"
 #include "base/args.h"
-#include "core/bdx.h"
-#include "core/cmdtable.h"
-#include "base/error.h"
+#include "base/errors.h"
 #include "base/format.h"
-#include "core/instance.h"
+#include "base/state.h"
+#include "console/console.h"
+#include "core/cmdtable.h"
 
 int Ver_Command(CString &args) {
     unsigned mask = 0;
@@ -24,25 +23,6 @@ int Title_Command(CString &args) {
     SetSavedTitle(title.c_str());
     if (!aGlobals.fNoConsole && !SetConsoleTitleW(title.c_str())) return BDError(0, title.c_str());
     return 0;
-}
-
-void SysBeep(unsigned frequency, unsigned ticks) {
-    const DWORD length = ticks * 55;
-    if (frequency >= 37) {
-        Beep(frequency, length);
-        SleepEx(0, TRUE);  // a Ctrl+C pressed during the tone
-        CheckBreak();
-        return;
-    }
-    // A pause, in alertable steps: the break procedure ends the sleep at
-    // once, and the next step sees the break.
-    const ULONGLONG start = GetTickCount64();
-    for (;;) {
-        CheckBreak();
-        ULONGLONG spent = GetTickCount64() - start;
-        if (spent >= length) break;
-        SleepEx(length - spent < 50 ? (DWORD)(length - spent) : 50, TRUE);
-    }
 }
 
 // BEEP [frequency duration]... : duration in 1/18 s ticks.

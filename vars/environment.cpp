@@ -4,9 +4,12 @@
 // the reload after a settings broadcast.
 #include <cwchar>
 #include <cwctype>
-#include "console/output.h"
 #include "base/args.h"
-#include "base/format.h"
+#include "base/errors.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "console/console.h"
 #include "vars/lists.h"
 #include "vars/regex.h"
 

@@ -10,8 +10,8 @@
 // that a result that is exactly an integer (log2(8), acos(1)) comes out as
 // that integer.
 #include <cmath>
-#include "core/bdx.h"
-#include "vars/eval.h"
+#include "base/breaks.h"
+#include "base/errors.h"
 #include "vars/evalnum.h"
 
 namespace {

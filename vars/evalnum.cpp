@@ -2,9 +2,8 @@
 // section, with exact arithmetic for + - * and working precision for the
 // rest.  Library status flags become the evaluator's error codes here.
 #include <cmath>
-#include "core/bdx.h"
-#include "vars/eval.h"
 #include "vars/evalnum.h"
+#include "base/errors.h"
 
 namespace {
 

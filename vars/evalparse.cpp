@@ -2,9 +2,11 @@
 // lowest precedence: & | ^ < > << >> (one level); + -; * / \ %; ** (left
 // associative); prefix + (absolute value), - and ~; primaries.
 #include "base/args.h"
-#include "core/bdx.h"
+#include "base/errors.h"
+#include "base/locale.h"
 #include "vars/eval.h"
 #include "vars/evalnum.h"
+#include "vars/func_internal.h"
 
 namespace {
 

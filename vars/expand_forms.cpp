@@ -4,7 +4,9 @@
 // value that goes in its place.
 #include <cwctype>
 #include "base/args.h"
+#include "base/errors.h"
 #include "base/format.h"
+#include "base/options.h"
 #include "vars/arrays.h"
 #include "vars/expand_internal.h"
 #include "vars/functions.h"

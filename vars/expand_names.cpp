@@ -5,7 +5,10 @@
 #include <algorithm>
 #include <cwctype>
 #include "base/args.h"
+#include "base/errors.h"
 #include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "vars/expand.h"
 #include "vars/expand_internal.h"
 #include "vars/functions.h"

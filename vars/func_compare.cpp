@@ -2,6 +2,7 @@
 // @NUMERIC, @DIGITS, and @ALTNAME, the short name of a file.
 #include <cwctype>
 #include "base/args.h"
+#include "base/locale.h"
 #include "vars/func_internal.h"
 
 namespace {

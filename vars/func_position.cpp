@@ -4,6 +4,7 @@
 // escape characters of the text have been resolved.
 #include <algorithm>
 #include <climits>
+#include "base/args.h"
 #include "base/format.h"
 #include "vars/func_internal.h"
 

@@ -5,7 +5,9 @@
 #include <cwctype>
 #include "base/args.h"
 #include "base/format.h"
+#include "base/options.h"
 #include "vars/func_internal.h"
+#include "vars/functions.h"
 
 namespace {
 

@@ -4,10 +4,14 @@
 // a row's position is its case number, and the jump to its handler is a
 // switch on that number.
 #include <new>
+#include "vars/functions.h"
 #include "base/args.h"
-#include "base/nametable.h"
+#include "base/errors.h"
 #include "base/format.h"
+#include "base/nametable.h"
+#include "base/state.h"
 #include "vars/func_internal.h"
+#include "vars/lists.h"
 
 namespace {
 

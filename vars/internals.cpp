@@ -5,6 +5,7 @@
 #include "base/args.h"
 #include "base/format.h"
 #include "base/nametable.h"
+#include "base/state.h"
 #include "vars/functions.h"
 
 const INTERNALROW aInternalVariables[] = {

@@ -1,9 +1,11 @@
 // Internal variables of Windows, the machine and the user: version and
 // build, directories, names, power, processor, elevation, virtual machine.
 #include <cpuid.h>
-#include "vars/internals.h"
 #include "base/format.h"
+#include "base/locale.h"
+#include "base/options.h"
 #include "vars/functions.h"
+#include "vars/internals.h"
 
 static OSVERSIONINFOW WindowsVersion();
 

@@ -1,7 +1,8 @@
 // Internal variables of dates, times and the time zone.  Every value is
 // read from the clock at the moment of use.
-#include "vars/internals.h"
+#include "base/errors.h"
 #include "base/format.h"
+#include "vars/internals.h"
 
 namespace {
 

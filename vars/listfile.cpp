@@ -1,9 +1,14 @@
 // Input and output of the list commands: /R and /Z reading of definition
 // files, editing a value at the console (ESET), and the paged listing.
 #include <cwchar>
-#include "console/output.h"
 #include "base/args.h"
+#include "base/breaks.h"
+#include "base/errors.h"
 #include "base/format.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "console/console.h"
 #include "vars/lists.h"
 
 namespace {

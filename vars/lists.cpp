@@ -2,9 +2,13 @@
 // blocks in virtual memory, the shared mappings of the user's shells and
 // the semaphore that serialises every writer.
 #include "vars/lists.h"
-#include <cwchar>
 #include "base/args.h"
+#include "base/breaks.h"
+#include "base/errors.h"
 #include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
+#include <cwchar>
 
 NAMEDLIST aNamedLists[2] = {};
 

@@ -4,6 +4,7 @@
 #include "base/args.h"
 #include "base/format.h"
 #include "vars/expand_internal.h"
+#include "vars/vars.h"
 
 namespace {
 

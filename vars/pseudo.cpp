@@ -4,7 +4,11 @@
 // and the command separator.
 #include <random>
 #include "base/args.h"
+#include "base/errors.h"
 #include "base/format.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "vars/expand.h"
 #include "vars/expand_internal.h"
 

@@ -1,11 +1,10 @@
 // Matching with Oniguruma on UTF-16 text; offsets are in bytes.
 #include "vars/regex.h"
+#include "base/errors.h"
+#include "base/options.h"
 #include <oniguruma.h>
-#include "core/bdx.h"
 
 namespace {
-
-constexpr int ERROR_BD_BAD_REGEX = 0x2000004C;
 
 // The syntax named by the RegularExpressions option.
 OnigSyntaxType *RegexSyntax() {

@@ -2,9 +2,11 @@
 // share __Unset with UNSET.
 #include <cwchar>
 #include <cwctype>
-#include "console/output.h"
 #include "base/args.h"
-#include "base/format.h"
+#include "base/errors.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "console/console.h"
 #include "vars/eval.h"
 #include "vars/lists.h"
 #include "vars/regex.h"

@@ -4,7 +4,11 @@
 #include <gtest/gtest.h>
 #include <vector>
 #include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "config/config.h"
 #include "vars/lists.h"
+#include "vars/vars.h"
 
 namespace {
 

@@ -1,6 +1,8 @@
 // Command lookup: the name rules, the characters behind a name, and the
 // enable state.
 #include <gtest/gtest.h>
+#include "base/options.h"
+#include "config/config.h"
 #include "core/cmdtable.h"
 
 namespace {

@@ -3,7 +3,11 @@
 // rows are pointed at recording handlers so that each run can be seen.
 #include <gtest/gtest.h>
 #include <vector>
+#include "base/options.h"
+#include "base/state.h"
+#include "config/config.h"
 #include "core/cmdtable.h"
+#include "core/core.h"
 
 namespace {
 

@@ -3,9 +3,15 @@
 // handler to this thread and up through Command_S.
 #include <gtest/gtest.h>
 #include <thread>
-#include "core/cmdtable.h"
-#include "base/error.h"
+#include "base/breaks.h"
+#include "base/errors.h"
 #include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "config/config.h"
+#include "console/console.h"
+#include "core/cmdtable.h"
+#include "core/core.h"
 
 int Lookuperrors_Command(CString &args);
 

@@ -7,10 +7,11 @@
 #include <cstdlib>
 #include <set>
 #include <thread>
-#include "core/bdx.h"
+#include <mpdecimal.h>
 #include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "vars/eval.h"
-#include "vars/evalnum.h"
 
 namespace {
 

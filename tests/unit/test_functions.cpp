@@ -1,8 +1,13 @@
 // Variable functions: the table and its dispatch, user-defined function
 // parameters, the string families and the command family members.
 #include <gtest/gtest.h>
+#include "base/errors.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "config/config.h"
 #include "core/cmdtable.h"
 #include "vars/func_internal.h"
+#include "vars/functions.h"
 
 namespace {
 

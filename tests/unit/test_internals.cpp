@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <set>
 #include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "vars/functions.h"
 #include "vars/internals.h"
 

@@ -4,6 +4,10 @@
 #include <gtest/gtest.h>
 #include <vector>
 #include "base/format.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "config/config.h"
 #include "vars/lists.h"
 
 namespace {

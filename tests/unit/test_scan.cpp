@@ -2,7 +2,9 @@
 // n-th argument rules that every command relies on.
 #include <gtest/gtest.h>
 #include "base/args.h"
-#include "core/bdx.h"
+#include "base/options.h"
+#include "config/config.h"
+#include "net/net.h"
 
 namespace {
 

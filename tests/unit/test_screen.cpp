@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
-#include "console/output.h"
+#include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "console/console.h"
 #include "console/screen.h"
 #include "core/cmdtable.h"
-#include "base/format.h"
 
 namespace {
 

@@ -21,6 +21,3 @@ const wchar_t *ParseColor(const wchar_t *text, int *color);
 // The colour byte at the front of text, or -1 when the foreground or the
 // background is missing.  text is left holding what follows the colours.
 int GetColors(CString &text);
-
-// Make attribute the colour of the text written to the console from now on.
-void SetColors(int attribute);
