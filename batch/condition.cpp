@@ -16,9 +16,6 @@
 #include "vars/vars.h"
 #include <tlhelp32.h>
 
-const wchar_t *GetAlias(const wchar_t *name, bool *isLocal);
-const wchar_t *GetFunction(const wchar_t *name, bool *isLocal);
-
 namespace {
 
 constexpr int kWordFlags = 0x16000;  // brackets and parentheses bind, no comma split

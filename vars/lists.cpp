@@ -227,8 +227,6 @@ wchar_t **DefaultList(int kind) {
     return nullptr;
 }
 
-int SetEnvironmentEntry(const wchar_t *entry, const wchar_t *type);
-
 int AddVariableToList(const wchar_t *entry, wchar_t **list, const wchar_t *type) {
     if (list == ARRAY_ELEMENT_LIST) return BDError(ERROR_BD_NO_ARRAYS, entry);
     if (entry[0] == L'=' && entry[1] && entry[2] != L':') return BDError(ERROR_BD_BAD_ENTRY, entry);

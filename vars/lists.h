@@ -45,6 +45,9 @@ wchar_t **DefaultList(int kind);
 // of a list pointer (a private list may be moved when it grows).
 int AddVariableToList(const wchar_t *entry, wchar_t **list, const wchar_t *type = nullptr);
 BD_EXPORT int SetEVariable(const wchar_t *entry);
+// The environment path of AddVariableToList (environment.cpp): type checks,
+// read-only names and the process environment.
+int SetEnvironmentEntry(const wchar_t *entry, const wchar_t *type);
 int QueryEnvironmentVariable(const wchar_t *name);
 
 // Start-up (and after a change of the list options).

@@ -13,7 +13,6 @@
 #include "core/cmdtable.h"
 #include "core/core.h"
 
-int Lookuperrors_Command(CString &args);
 
 namespace {
 
