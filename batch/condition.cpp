@@ -329,11 +329,11 @@ int If_Command(CString &args) {
     unsigned mask = 0;
     if (GetSwitches(args, L"I", &mask, SW_FIRST_ONLY | SW_KEEP_UNKNOWN, nullptr)) return 2;
     CString second;
-    if (!GetNthArgument(args.c_str(), 1, &second)) return BDError(87, args.c_str());
+    if (!GetNthArgument(args.c_str(), 1, &second)) return BDError(ERROR_INVALID_PARAMETER, args.c_str());
     CString line = args;
     int test = TestCondition(line, 1);
     line.TrimLeft();
-    if (test < 0 || line.empty()) return BDError(87, args.c_str());
+    if (test < 0 || line.empty()) return BDError(ERROR_INVALID_PARAMETER, args.c_str());
     line.TrimLeft(L"@ \t");
     int split = SplitElse(line, test != 0);
     if (split == -2) return 2;

@@ -4,6 +4,7 @@
 // position; nothing is parsed ahead and no label is cached.
 #include <cwchar>
 #include "base/args.h"
+#include "base/breaks.h"
 #include "base/errors.h"
 #include "base/format.h"
 #include "base/hooks.h"
@@ -18,12 +19,12 @@ namespace {
 constexpr int kMaxGosubVarLevel = 22;
 
 int ReadFlags(const BATCHFRAME *f, int base) {
-    return base | ((f->fFlags & BF_UTF16) ? 0x10000 : (f->fFlags & BF_UTF8) ? 0x20000 : 0);
+    return base | ((f->fFlags & BF_UTF16) ? GNL_UTF16 : (f->fFlags & BF_UTF8) ? GNL_UTF8 : 0);
 }
 
 // Read the frame's next line for scanning (not for running).
 bool ScanLine(BATCHFRAME *f, CString &line) {
-    if (!GetNextLine(f->hFile, line, ReadFlags(f, 2), nullptr, 65535)) return false;
+    if (!GetNextLine(f->hFile, line, ReadFlags(f, GNL_SCAN), nullptr, MAX_LINE_CHARS)) return false;
     f->nLineNumber++;
     return true;
 }
@@ -176,7 +177,7 @@ int Gosub_Command(CString &args) {
     CString buffer;
     int loop = RunBatchLines(buffer);
     f = CurrentFrame();
-    if (loop == 3 && f) f->lOffset = -1;
+    if (loop == BREAK_CTRL_C && f) f->lOffset = -1;
     if (!f || f->sBatchName != name) {
         if (f) f->lOffset = -1;
         RestoreSkipState(skip);
@@ -237,7 +238,7 @@ int Ret_Command(CString &args) {
     f->nGosubDepth--;
     int value = 0;
     args.Trim();
-    if (!args.empty() && Sscanf(args.c_str(), L"%i", &value) != 1) return BDError(87, args.c_str());
+    if (!args.empty() && Sscanf(args.c_str(), L"%i", &value) != 1) return BDError(ERROR_INVALID_PARAMETER, args.c_str());
     f->nGosubResult = value;
     GetTLS()->nLastResult = value;
     return BATCH_RETURN_VALUE;
@@ -246,7 +247,7 @@ int Ret_Command(CString &args) {
 int Call_Command(CString &args) {
     TLS_VARIABLES *tls = GetTLS();
     args.Trim();
-    if (args.empty()) return BDError(87, nullptr);
+    if (args.empty()) return BDError(ERROR_INVALID_PARAMETER, nullptr);
     tls->fNewBatchFlags = 1;
     BATCHFRAME *f = CurrentFrame();
     int rc;
@@ -272,7 +273,7 @@ static int EndFrames(CString &args, bool all) {
     args.Trim();
     int value = 0;
     bool hasValue = !args.empty();
-    if (hasValue && Sscanf(args.c_str(), L"%i", &value) != 1) return BDError(87, args.c_str());
+    if (hasValue && Sscanf(args.c_str(), L"%i", &value) != 1) return BDError(ERROR_INVALID_PARAMETER, args.c_str());
     for (int i = all ? 0 : tls->nBatchFrame; i <= tls->nBatchFrame; i++) {
         BATCHFRAME &f = tls->aBatchFrames[i];
         while (f.nGosubVarLevel > 0 && !f.sGosubArgs.empty()) DeleteNamedParameters(&f);
@@ -292,7 +293,7 @@ int Cancel_Command(CString &args) { return EndFrames(args, true); }
 int Defer_Command(CString &args) {
     BATCHFRAME *f = CurrentFrame();
     args.Trim();
-    if (args.empty()) return BDError(87, nullptr);
+    if (args.empty()) return BDError(ERROR_INVALID_PARAMETER, nullptr);
     if (!f->sDefer.empty()) f->sDefer += L'\n';
     f->sDefer += args;
     return 0;
@@ -301,7 +302,7 @@ int Defer_Command(CString &args) {
 int On_Command(CString &args) {
     BATCHFRAME *f = CurrentFrame();
     CString word;
-    if (!GetNthArgument(args.c_str(), 0, &word)) return BDError(87, nullptr);
+    if (!GetNthArgument(args.c_str(), 0, &word)) return BDError(ERROR_INVALID_PARAMETER, nullptr);
     struct Field { const wchar_t *name; CString BATCHFRAME::*field; };
     static const Field fields[] = {
         {L"break", &BATCHFRAME::sOnBreak},         {L"close", &BATCHFRAME::sOnClose},
@@ -324,7 +325,7 @@ int On_Command(CString &args) {
         f->*field.field = text;
         return 0;
     }
-    return BDError(87, word.c_str());
+    return BDError(ERROR_INVALID_PARAMETER, word.c_str());
 }
 
 int BatComment_Command(CString &) {
@@ -353,11 +354,11 @@ int Battext_Command(CString &) {
 int Iff_Command(CString &args) {
     TLS_VARIABLES *tls = GetTLS();
     CString second;
-    if (!GetNthArgument(args.c_str(), 1, &second)) return BDError(87, args.c_str());
+    if (!GetNthArgument(args.c_str(), 1, &second)) return BDError(ERROR_INVALID_PARAMETER, args.c_str());
     CString line = args;
     int test = TestCondition(line, 2);
     line.TrimLeft();
-    if (test < 0 || line.empty()) return BDError(87, args.c_str());
+    if (test < 0 || line.empty()) return BDError(ERROR_INVALID_PARAMETER, args.c_str());
     CString word;
     GetNthArgument(line.c_str(), 0, &word);
     if (word.EqualsNoCase(L"then")) {
@@ -380,9 +381,9 @@ int Iff_Command(CString &args) {
 
 // One line of a SWITCH block: trimmed, one leading "*" gone.
 static bool SwitchLine(BATCHFRAME *f, CString &line) {
-    if (!GetNextLine(f->hFile, line, ReadFlags(f, 2), nullptr, 65535)) return false;
+    if (!GetNextLine(f->hFile, line, ReadFlags(f, GNL_SCAN), nullptr, MAX_LINE_CHARS)) return false;
     f->nLineNumber++;
-    ContinueEscapedLine(line, f->hFile, ReadFlags(f, 2), true);
+    ContinueEscapedLine(line, f->hFile, ReadFlags(f, GNL_SCAN), true);
     line.Trim();
     if (line.At(0) == L'*') line.erase(0, 1);
     return true;

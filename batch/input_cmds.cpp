@@ -449,7 +449,7 @@ bool EditInputLine(const KeySwitches &sw, HANDLE in, CString &line) {
 
 // INPUT's line from a redirected standard input; false at its end.
 bool ReadInputLine(const KeySwitches &sw, HANDLE in, CString &line) {
-    if (!GetNextLine(in, line, 0, nullptr, 65535)) return false;
+    if (!GetNextLine(in, line, 0, nullptr, MAX_LINE_CHARS)) return false;
     if (sw.maxLength > 0) line.Truncate(sw.maxLength);
     return true;
 }

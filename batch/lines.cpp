@@ -20,9 +20,9 @@ int ReadMoreInput(CString &next, HANDLE file, int readFlags, bool countLine) {
     if (file == INVALID_HANDLE_VALUE || !frame) {
         if (QueryEnvVar(L"PROMPT2", nullptr)) ShowPrompt(L"PROMPT2");
         else Printf(L"%s", LoadLanguageString(IDS_MORE_PROMPT).c_str());
-        return GetNextLine(StdIn(), next, 0x101, nullptr, 0xFFFF);
+        return GetNextLine(StdIn(), next, GNL_CONTINUATION | GNL_RUN, nullptr, MAX_LINE_CHARS);
     }
-    int n = GetNextLine(file, next, readFlags, nullptr, 0xFFFF);
+    int n = GetNextLine(file, next, readFlags, nullptr, MAX_LINE_CHARS);
     if (n && countLine) frame->nLineNumber++;
     return n;
 }
@@ -66,7 +66,7 @@ int ReadCommandGroup(CString &line, int start, int options) {
         size_t join = line.size();
         BATCHFRAME *frame = CurrentFrame();
         CString next;
-        int readFlags = 1 | (frame ? (frame->fFlags & BF_UTF16 ? 0x10000 : frame->fFlags & BF_UTF8 ? 0x20000 : 0) : 0);
+        int readFlags = GNL_RUN | (frame ? (frame->fFlags & BF_UTF16 ? GNL_UTF16 : frame->fFlags & BF_UTF8 ? GNL_UTF8 : 0) : 0);
         if (!ReadMoreInput(next, frame ? frame->hFile : INVALID_HANDLE_VALUE, readFlags, true))
             return BDError(ERROR_BD_UNBALANCED_PARENS, line.c_str());
         if (next.find_first_not_of(L" \t\r\n") == CString::npos) continue;

@@ -287,7 +287,7 @@ void PagePause() {
         wchar_t key = ReadKey(in);
         if (key == 27) {
             CrLf();
-            BreakOut(3);
+            BreakOut(BREAK_CTRL_C);
         }
         wchar_t all = aGlobals.cAll ? aGlobals.cAll : L'A';
         if (ToUpperChar(key) == ToUpperChar(all)) tls->nPageLength = -1;

@@ -147,15 +147,15 @@ int GetCursorRange(const wchar_t *text, int *row, int *col) {
     int r = 0, c = 0, colAt = 0, end = 0;
     if (Sscanf(text, L"%i %*[,] %n%d%n", &r, &colAt, &c, &end) != 4 ||
         CString(text + end).find_first_not_of(L" \t") != CString::npos)
-        return BDError(87, text);
+        return BDError(ERROR_INVALID_PARAMETER, text);
     const wchar_t *rowText = text;
     while (*rowText == L' ' || *rowText == L'\t') rowText++;
     int cursorRow, cursorCol;
     GetCursorPosition(&cursorRow, &cursorCol);
     if (*rowText == L'+' || *rowText == L'-') r += cursorRow;
     if (text[colAt] == L'+' || text[colAt] == L'-') c += cursorCol;
-    if (r < 0 || r > GetScrRows()) return BDError(87, CString(rowText).substr(0, wcscspn(rowText, L" \t,")).c_str());
-    if (c < 0 || c >= GetScrCols()) return BDError(87, CString(text + colAt).substr(0, end - colAt).c_str());
+    if (r < 0 || r > GetScrRows()) return BDError(ERROR_INVALID_PARAMETER, CString(rowText).substr(0, wcscspn(rowText, L" \t,")).c_str());
+    if (c < 0 || c >= GetScrCols()) return BDError(ERROR_INVALID_PARAMETER, CString(text + colAt).substr(0, end - colAt).c_str());
     *row = r;
     *col = c;
     return 0;

@@ -338,7 +338,7 @@ static bool RunNextCommand(LineState &s) {
     tls->fSuppressTitle = 0;
     if (tls->fBreakPending) {
         CrLf();
-        throw 3;
+        throw BREAK_CTRL_C;
     }
     if (!CurrentFrame() && !silent) UpdateTitleAndIcon(nullptr, 0);
     tty_yield(0);
@@ -387,7 +387,7 @@ int Command_S(CString line, int flags) {
         throw;
     } catch (...) {
         LeaveLine(s);
-        throw 2;
+        throw BREAK_UNKNOWN_EXCEPTION;
     }
     LeaveLine(s);
     if (flags & CMD_TYPED) CrLf();

@@ -192,7 +192,7 @@ static void TestErrorLevelHook(int result) {
         else if (u == L"NEQ" || u == L"NE" || u == L"!=") hit = result != n;
         else hit = result == n;
     }
-    if (hit) BreakOut(0x2000);
+    if (hit) BreakOut(BREAK_ON_ERRORLEVEL);
 }
 
 int ExecuteOneCommand(CString &line, bool updateTitle, bool debugBit) {

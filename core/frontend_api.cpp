@@ -11,7 +11,7 @@
 // The line is released with FreeInputLine.
 BD_EXPORT int ReadInputLine(wchar_t **line) {
     CString text;
-    int n = GetNextLine(StdIn(), text, 1, nullptr, 0xFFFF);
+    int n = GetNextLine(StdIn(), text, GNL_RUN, nullptr, MAX_LINE_CHARS);
     if (!n) {
         *line = nullptr;
         return 0;

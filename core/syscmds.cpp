@@ -36,9 +36,9 @@ int Beep_Command(CString &args) {
     for (; GetNthArgument(args.c_str(), index, &arg); index += 2) {
         unsigned freq = 0, ticks = 2;
         CString ticksText;
-        if (Sscanf(arg.c_str(), L"%u", &freq) != 1) return BDError(87, arg.c_str());
+        if (Sscanf(arg.c_str(), L"%u", &freq) != 1) return BDError(ERROR_INVALID_PARAMETER, arg.c_str());
         if (GetNthArgument(args.c_str(), index + 1, &ticksText) && Sscanf(ticksText.c_str(), L"%u", &ticks) != 1)
-            return BDError(87, ticksText.c_str());
+            return BDError(ERROR_INVALID_PARAMETER, ticksText.c_str());
         SysBeep(freq, ticks);
     }
     return 0;

@@ -268,7 +268,7 @@ void LoadKey(HKEY key, unsigned flags) {
 
 int EditKeyValue(HKEY key, const CString &name) {
     CString value;
-    if (!ReadValue(key, name, &value)) return BDError(87, name.c_str());
+    if (!ReadValue(key, name, &value)) return BDError(ERROR_INVALID_PARAMETER, name.c_str());
     if (int rc = EditValue(name + L"=", value)) return rc;
     return WriteValue(key, name, value);
 }

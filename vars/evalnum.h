@@ -13,7 +13,7 @@
 #include <cstdint>
 #include <string>
 #include <mpdecimal.h>
-#include "base/cstring.h"
+#include "base/errors.h"
 
 constexpr int64_t EVAL_MAX_DIGITS = 1000000;
 constexpr int EVAL_GUARD = 10;
@@ -51,7 +51,7 @@ public:
 mpd_context_t EvalContext(int64_t prec);
 // Fails with the evaluator's code for the error flags in status;
 // invalid is the code for an invalid operation.
-void CheckStatus(uint32_t status, int invalid = 0x20000000);
+void CheckStatus(uint32_t status, int invalid = ERROR_BD_EVAL_SYNTAX);
 // Significant digits for a result with about intDigits digits before the
 // point and places correct after it; an overflow past EVAL_MAX_DIGITS.
 int64_t ResultPrecision(int64_t intDigits, int places);

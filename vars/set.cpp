@@ -99,7 +99,7 @@ int RestoreMaster(const CString &name) {
 // of redirected input.
 bool ReadAnswerLine(CString &line) {
     line.clear();
-    return GetNextLine(StdIn(), line, 0, nullptr, 0xFFFF) > 0;
+    return GetNextLine(StdIn(), line, 0, nullptr, MAX_LINE_CHARS) > 0;
 }
 
 // SET /P name=prompt.
@@ -124,7 +124,7 @@ int SetBatchArgument(const CString &text) {
     number.Trim();
     int n = number.empty() || number.find_first_not_of(L"0123456789") != CString::npos ? 0 : _wtoi(number.c_str());
     size_t index = (size_t)n + (size_t)frame->nArgShift;
-    if (n < 1 || index >= frame->Argv.size()) return BDError(87, text.c_str());
+    if (n < 1 || index >= frame->Argv.size()) return BDError(ERROR_INVALID_PARAMETER, text.c_str());
     frame->Argv[index] = eq == CString::npos ? CString() : text.Mid(eq + 1);
     return 0;
 }
@@ -289,7 +289,7 @@ int EditBatchArgument(const CString &name) {
     if (!frame) return BDError(ERROR_BD_BATCH_ONLY, L"ESET /B");
     int n = name.find_first_not_of(L"0123456789") == CString::npos ? _wtoi(name.c_str()) : -1;
     size_t index = (size_t)n + (size_t)frame->nArgShift;
-    if (n < 1 || index >= frame->Argv.size()) return BDError(87, name.c_str());
+    if (n < 1 || index >= frame->Argv.size()) return BDError(ERROR_INVALID_PARAMETER, name.c_str());
     CString value = frame->Argv[index];
     if (int rc = EditValue(name + L"=", value)) return rc;
     frame->Argv[index] = value;
@@ -306,7 +306,7 @@ int Eset_Command(CString &args) {
     local = local || (flags & ESET_L);
     global = global || (flags & ESET_G);
     args.Trim();
-    if (args.empty()) return BDError(87, L"ESET");
+    if (args.empty()) return BDError(ERROR_INVALID_PARAMETER, L"ESET");
     if (!QueryIsConsole(StdIn())) return BDError(ERROR_BD_NEEDS_CONSOLE, L"ESET");
     int result = 0;
     CString name;
@@ -429,7 +429,7 @@ int __Unset(CString &args, int which) {
         }
         return rc;
     }
-    if (args.empty()) return BDError(87, GetTLS()->sCommandName.c_str());
+    if (args.empty()) return BDError(ERROR_INVALID_PARAMETER, GetTLS()->sCommandName.c_str());
     int rc = 0;
     while (!args.empty()) {
         for (const CString &name : NextNames(args)) {
