@@ -259,17 +259,6 @@ void EatKeystrokes() {
 
 namespace {
 
-CString CurrentDirectory() {
-    CString dir(MAX_PATH, L'\0');
-    DWORD n = GetCurrentDirectoryW((DWORD)dir.size(), dir.data());
-    if (n > dir.size()) {
-        dir.resize(n);
-        n = GetCurrentDirectoryW(n, dir.data());
-    }
-    dir.resize(n);
-    return dir;
-}
-
 // The $ codes of a prompt that need nothing beyond the directory, the
 // result and the version.
 void AppendPromptCode(CString &out, wchar_t code) {

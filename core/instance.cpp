@@ -163,9 +163,7 @@ int InitializeDLL(wchar_t *iniFile) {
         EnableSignals();
         InitializeGlobalVariables();
         SetUpConsole();
-        CString dir(MAX_PATH, L'\0');
-        dir.resize(GetCurrentDirectoryW((DWORD)dir.size(), dir.data()));
-        aGlobals.sStartDirectory = dir;
+        aGlobals.sStartDirectory = CurrentDirectory();
         aGlobals.sExecutablePath = ModuleDirectory(nullptr);
         int noConsole = aGlobals.fNoConsole;
         aGlobals.fNoConsole = 1;

@@ -68,13 +68,7 @@ int RunCase(FUNCCALL &call) {
 CString DriveOf(const CString &firstArg) {
     if (firstArg.StartsWith(L"\\\\") || firstArg.StartsWith(L"\"\\\\")) return firstArg;
     if (firstArg.At(1) == L':') return firstArg.Left(2);
-    CString dir(MAX_PATH, L'\0');
-    DWORD n = GetCurrentDirectoryW((DWORD)dir.size(), dir.data());
-    if (n > dir.size()) {
-        dir.resize(n);
-        n = GetCurrentDirectoryW(n, dir.data());
-    }
-    dir.resize(n);
+    CString dir = CurrentDirectory();
     return FormatStr(L"%c:", dir.At(0) ? dir[0] : L'C');
 }
 
