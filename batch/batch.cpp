@@ -24,10 +24,6 @@ bool HasExtension(const CString &name, const wchar_t *ext) {
     return name.size() >= n && StrICmp(name.c_str() + name.size() - n, ext) == 0;
 }
 
-int ReadFlagsOf(const BATCHFRAME *f) {
-    return GNL_RUN | ((f->fFlags & BF_UTF16) ? GNL_UTF16 : (f->fFlags & BF_UTF8) ? GNL_UTF8 : 0);
-}
-
 // Ask the user whether to end the batch file after Ctrl+C; returns the
 // answer letter (Y, N or A).
 wchar_t AskCancelBatch(const BATCHFRAME *frame) {
@@ -103,6 +99,10 @@ bool BorrowCallerImage(BATCHFRAME *f, const BATCHFRAME *caller, const CString &n
 }
 
 }  // namespace
+
+int FrameReadFlags(const BATCHFRAME *f, int purpose) {
+    return purpose | ((f->fFlags & BF_UTF16) ? GNL_UTF16 : (f->fFlags & BF_UTF8) ? GNL_UTF8 : 0);
+}
 
 SkipState TakeSkipState() {
     TLS_VARIABLES *t = GetTLS();
@@ -252,7 +252,7 @@ int RunBatchLines(CString &line) {
         EnableSignals();
         if (!OpenBatchFile()) break;
         try {
-            if (!GetNextLine(f->hFile, line, ReadFlagsOf(f), nullptr, MAX_LINE_CHARS)) break;
+            if (!GetNextLine(f->hFile, line, FrameReadFlags(f, GNL_RUN), nullptr, MAX_LINE_CHARS)) break;
             f->nLineNumber++;
             if (aHooks.pfnCommand(line, CMD_ECHO | CMD_DEBUG) == BATCH_RETURN) {
                 result = BATCH_RETURN;

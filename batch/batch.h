@@ -5,6 +5,8 @@
 #include "base/cstring.h"
 #include "base/platform.h"
 
+struct BATCHFRAME;
+
 int OpenBatchFile();
 int ExitBatchFile();
 int LoadBtmImage();
@@ -12,6 +14,9 @@ int LoadBtmImage();
 // args: the argument text as typed.
 int RunBatchFile(const CString &fullName, std::vector<CString> &argv, CString &args);
 int RunBatchLines(CString &line);
+// GetNextLine's flags for the frame's file: purpose (GNL_RUN for a line to
+// run, GNL_SCAN for one only looked at) with the frame's encoding.
+int FrameReadFlags(const BATCHFRAME *frame, int purpose);
 int QueryIsFileUnicode(HANDLE h);
 int QueryIsFileUTF8(HANDLE h);
 bool QueryIsTextUTF8(const char *text, size_t size);

@@ -18,13 +18,9 @@ namespace {
 
 constexpr int kMaxGosubVarLevel = 22;
 
-int ReadFlags(const BATCHFRAME *f, int base) {
-    return base | ((f->fFlags & BF_UTF16) ? GNL_UTF16 : (f->fFlags & BF_UTF8) ? GNL_UTF8 : 0);
-}
-
 // Read the frame's next line for scanning (not for running).
 bool ScanLine(BATCHFRAME *f, CString &line) {
-    if (!GetNextLine(f->hFile, line, ReadFlags(f, GNL_SCAN), nullptr, MAX_LINE_CHARS)) return false;
+    if (!GetNextLine(f->hFile, line, FrameReadFlags(f, GNL_SCAN), nullptr, MAX_LINE_CHARS)) return false;
     f->nLineNumber++;
     return true;
 }
@@ -381,9 +377,9 @@ int Iff_Command(CString &args) {
 
 // One line of a SWITCH block: trimmed, one leading "*" gone.
 static bool SwitchLine(BATCHFRAME *f, CString &line) {
-    if (!GetNextLine(f->hFile, line, ReadFlags(f, GNL_SCAN), nullptr, MAX_LINE_CHARS)) return false;
+    if (!GetNextLine(f->hFile, line, FrameReadFlags(f, GNL_SCAN), nullptr, MAX_LINE_CHARS)) return false;
     f->nLineNumber++;
-    ContinueEscapedLine(line, f->hFile, ReadFlags(f, GNL_SCAN), true);
+    ContinueEscapedLine(line, f->hFile, FrameReadFlags(f, GNL_SCAN), true);
     line.Trim();
     if (line.At(0) == L'*') line.erase(0, 1);
     return true;

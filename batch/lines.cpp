@@ -66,7 +66,7 @@ int ReadCommandGroup(CString &line, int start, int options) {
         size_t join = line.size();
         BATCHFRAME *frame = CurrentFrame();
         CString next;
-        int readFlags = GNL_RUN | (frame ? (frame->fFlags & BF_UTF16 ? GNL_UTF16 : frame->fFlags & BF_UTF8 ? GNL_UTF8 : 0) : 0);
+        int readFlags = frame ? FrameReadFlags(frame, GNL_RUN) : GNL_RUN;
         if (!ReadMoreInput(next, frame ? frame->hFile : INVALID_HANDLE_VALUE, readFlags, true))
             return BDError(ERROR_BD_UNBALANCED_PARENS, line.c_str());
         if (next.find_first_not_of(L" \t\r\n") == CString::npos) continue;
