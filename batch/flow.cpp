@@ -43,18 +43,46 @@ CString LabelName(const CString &arg) {
 // An internal command that is enabled.
 bool CommandEnabled(const wchar_t *name) { return aHooks.pfnFindCommand(name, false, nullptr, nullptr) >= 0; }
 
+// How the closing line of a COMMENT or TEXT block is told: the label
+// search compares the whole line (blanks trimmed), the commands the first
+// word.
+enum BlockEnd { END_WHOLE_LINE, END_FIRST_WORD };
+
+// Read the frame's lines up to the one that closes the block, which is
+// consumed; with print, each line before it goes to standard output.  False
+// when the file ends first.
+bool ReadToBlockEnd(BATCHFRAME *f, const wchar_t *end, BlockEnd match, bool print) {
+    CString line, word;
+    while (ScanLine(f, line)) {
+        if (match == END_FIRST_WORD) {
+            GetNthArgument(line.c_str(), 0, &word);
+        } else {
+            word = line;
+            word.Trim();
+        }
+        if (word.EqualsNoCase(end)) return true;
+        if (print) Printf(L"%s\r\n", line.c_str());
+    }
+    return false;
+}
+
 // Pass over a COMMENT or TEXT block that opens with this line.
 bool SkipBlock(BATCHFRAME *f, const CString &line) {
     const wchar_t *end = nullptr;
     if (line.EqualsNoCase(L"comment") && CommandEnabled(L"COMMENT")) end = L"endcomment";
     else if (line.EqualsNoCase(L"text") && CommandEnabled(L"TEXT")) end = L"endtext";
     if (!end) return false;
-    CString inner;
-    while (ScanLine(f, inner)) {
-        inner.Trim();
-        if (inner.EqualsNoCase(end)) break;
-    }
+    ReadToBlockEnd(f, end, END_WHOLE_LINE, false);
     return true;
+}
+
+// COMMENT and TEXT: the lines up to the end word are passed over, or
+// printed as they stand.
+int BlockCommand(const wchar_t *end, bool print) {
+    if (!OpenBatchFile()) return BATCH_RETURN;
+    BATCHFRAME *f = CurrentFrame();
+    if (ReadToBlockEnd(f, end, END_FIRST_WORD, print)) return 0;
+    return print ? BDError(ERROR_BD_TEXT_NO_END, f->sBatchName.c_str()) : 2;
 }
 
 // Is this line the label?  ":name" (not "::"), or "#:name" with flag 1.
@@ -324,28 +352,9 @@ int On_Command(CString &args) {
     return BDError(ERROR_INVALID_PARAMETER, word.c_str());
 }
 
-int BatComment_Command(CString &) {
-    if (!OpenBatchFile()) return BATCH_RETURN;
-    BATCHFRAME *f = CurrentFrame();
-    CString line, word;
-    while (ScanLine(f, line)) {
-        GetNthArgument(line.c_str(), 0, &word);
-        if (word.EqualsNoCase(L"endcomment")) return 0;
-    }
-    return 2;
-}
+int BatComment_Command(CString &) { return BlockCommand(L"endcomment", false); }
 
-int Battext_Command(CString &) {
-    if (!OpenBatchFile()) return BATCH_RETURN;
-    BATCHFRAME *f = CurrentFrame();
-    CString line, word;
-    while (ScanLine(f, line)) {
-        GetNthArgument(line.c_str(), 0, &word);
-        if (word.EqualsNoCase(L"endtext")) return 0;
-        Printf(L"%s\r\n", line.c_str());
-    }
-    return BDError(ERROR_BD_TEXT_NO_END, f->sBatchName.c_str());
-}
+int Battext_Command(CString &) { return BlockCommand(L"endtext", true); }
 
 int Iff_Command(CString &args) {
     TLS_VARIABLES *tls = GetTLS();
@@ -377,8 +386,7 @@ int Iff_Command(CString &args) {
 
 // One line of a SWITCH block: trimmed, one leading "*" gone.
 static bool SwitchLine(BATCHFRAME *f, CString &line) {
-    if (!GetNextLine(f->hFile, line, FrameReadFlags(f, GNL_SCAN), nullptr, MAX_LINE_CHARS)) return false;
-    f->nLineNumber++;
+    if (!ScanLine(f, line)) return false;
     ContinueEscapedLine(line, f->hFile, FrameReadFlags(f, GNL_SCAN), true);
     line.Trim();
     if (line.At(0) == L'*') line.erase(0, 1);
