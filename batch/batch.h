@@ -42,6 +42,10 @@ int GosubInFile(CString &args);
 // 1 (IF) and 2 (IFF): a command follows, and the line keeps only it.
 int TestCondition(CString &line, int mode);
 int CompareStrings(const wchar_t *a, const wchar_t *b, unsigned flags);
+// The test at the front of an IF (mode 1) or IFF (mode 2) line: *test takes
+// its value and command what follows it.  0, or 2 after reporting a line
+// without a test or without anything behind it.
+int ReadCommandTest(const CString &args, int mode, int *test, CString &command);
 
 // The IFF and DO skip state, saved, zeroed and restored as a whole around
 // CALL and GOSUB.

@@ -325,15 +325,22 @@ int SplitElse(CString &command, bool test) {
 
 }  // namespace
 
+int ReadCommandTest(const CString &args, int mode, int *test, CString &command) {
+    CString second;
+    if (!GetNthArgument(args.c_str(), 1, &second)) return BDError(ERROR_INVALID_PARAMETER, args.c_str());
+    command = args;
+    *test = TestCondition(command, mode);
+    command.TrimLeft();
+    if (*test < 0 || command.empty()) return BDError(ERROR_INVALID_PARAMETER, args.c_str());
+    return 0;
+}
+
 int If_Command(CString &args) {
     unsigned mask = 0;
     if (GetSwitches(args, L"I", &mask, SW_FIRST_ONLY | SW_KEEP_UNKNOWN, nullptr)) return 2;
-    CString second;
-    if (!GetNthArgument(args.c_str(), 1, &second)) return BDError(ERROR_INVALID_PARAMETER, args.c_str());
-    CString line = args;
-    int test = TestCondition(line, 1);
-    line.TrimLeft();
-    if (test < 0 || line.empty()) return BDError(ERROR_INVALID_PARAMETER, args.c_str());
+    CString line;
+    int test;
+    if (int rc = ReadCommandTest(args, 1, &test, line)) return rc;
     line.TrimLeft(L"@ \t");
     int split = SplitElse(line, test != 0);
     if (split == -2) return 2;

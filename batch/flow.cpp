@@ -358,12 +358,9 @@ int Battext_Command(CString &) { return BlockCommand(L"endtext", true); }
 
 int Iff_Command(CString &args) {
     TLS_VARIABLES *tls = GetTLS();
-    CString second;
-    if (!GetNthArgument(args.c_str(), 1, &second)) return BDError(ERROR_INVALID_PARAMETER, args.c_str());
-    CString line = args;
-    int test = TestCondition(line, 2);
-    line.TrimLeft();
-    if (test < 0 || line.empty()) return BDError(ERROR_INVALID_PARAMETER, args.c_str());
+    CString line;
+    int test;
+    if (int rc = ReadCommandTest(args, 2, &test, line)) return rc;
     CString word;
     GetNthArgument(line.c_str(), 0, &word);
     if (word.EqualsNoCase(L"then")) {
