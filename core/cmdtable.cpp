@@ -45,17 +45,7 @@ CString ReadCommandName(const wchar_t *line) {
     return LeadingWord(line, drive ? L" \t;,.\"`\\+=<>|])" : L" \t;,.\"`\\+=<>|]):", kMaxName);
 }
 
-int BinarySearch(const CString &name) {
-    int low = 0, high = QueryNumberOfCommands() - 1;
-    while (low <= high) {
-        int probe = (low + high) / 2;
-        int c = StrICmp(name.c_str(), aInternalCommands[probe].pszName);
-        if (c == 0) return probe;
-        if (c < 0) high = probe - 1;
-        else low = probe + 1;
-    }
-    return -1;
-}
+int BinarySearch(const CString &name) { return FindSortedName(aInternalCommands, QueryNumberOfCommands(), name.c_str()); }
 
 }  // namespace
 

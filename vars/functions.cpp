@@ -99,17 +99,7 @@ int RunBuiltin(CString &name, CString &args, const CString &bare) {
 
 }  // namespace
 
-int FindFunctionCase(const wchar_t *name) {
-    int low = 0, high = nFunctions - 1;
-    while (low <= high) {
-        int probe = (low + high) / 2;
-        int c = StrICmp(name, aFunctions[probe].pszName);
-        if (c == 0) return probe;
-        if (c < 0) high = probe - 1;
-        else low = probe + 1;
-    }
-    return -1;
-}
+int FindFunctionCase(const wchar_t *name) { return FindSortedName(aFunctions, nFunctions, name); }
 
 const wchar_t *QueryFunctionName(int index) {
     return index >= 0 && index < nFunctions ? aFunctions[index].pszName : nullptr;
