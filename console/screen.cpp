@@ -198,22 +198,27 @@ void Scroll(int top, int left, int bottom, int right, int lines, int attribute) 
     ScrollConsoleScreenBufferW(h, &source, &area, to, &fill);
 }
 
-int ReadCellStr(CHAR_INFO *cells, int count, int row, int col) {
+namespace {
+
+// Read or write (transfer: ReadConsoleOutputW or WriteConsoleOutputW) a run
+// of count cells of one row; the cells that were moved.
+template <typename Cells, typename Transfer> int MoveCellRun(Cells cells, int count, int row, int col, Transfer transfer) {
     HANDLE h = ConsoleOutputHandle();
     if (!h || count <= 0) return 0;
     COORD at = Cell(row, col);
     SMALL_RECT area{at.X, at.Y, (SHORT)(at.X + count - 1), at.Y};
-    if (!ReadConsoleOutputW(h, cells, COORD{(SHORT)count, 1}, COORD{0, 0}, &area)) return 0;
+    if (!transfer(h, cells, COORD{(SHORT)count, 1}, COORD{0, 0}, &area)) return 0;
     return area.Right - area.Left + 1;
 }
 
+}  // namespace
+
+int ReadCellStr(CHAR_INFO *cells, int count, int row, int col) {
+    return MoveCellRun(cells, count, row, col, ReadConsoleOutputW);
+}
+
 int WriteCellStr(const CHAR_INFO *cells, int count, int row, int col) {
-    HANDLE h = ConsoleOutputHandle();
-    if (!h || count <= 0) return 0;
-    COORD at = Cell(row, col);
-    SMALL_RECT area{at.X, at.Y, (SHORT)(at.X + count - 1), at.Y};
-    if (!WriteConsoleOutputW(h, cells, COORD{(SHORT)count, 1}, COORD{0, 0}, &area)) return 0;
-    return area.Right - area.Left + 1;
+    return MoveCellRun(cells, count, row, col, WriteConsoleOutputW);
 }
 
 int WriteTTY(const wchar_t *text) {
