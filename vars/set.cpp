@@ -229,6 +229,18 @@ enum : unsigned {
 
 namespace {
 
+// /LL and /GL, then the switches of letters, among which localBit and
+// globalBit stand for /LL and /GL as well.  0, or 2 after a bad switch.
+int ReadListSwitches(CString &args, const wchar_t *letters, unsigned localBit, unsigned globalBit, unsigned *flags,
+                     bool *local, bool *global) {
+    *local = GetStringSwitch(args, L"LL", 0, nullptr);
+    *global = GetStringSwitch(args, L"GL", 0, nullptr);
+    if (GetSwitches(args, letters, flags, 0, nullptr)) return 2;
+    *local = *local || (*flags & localBit);
+    *global = *global || (*flags & globalBit);
+    return 0;
+}
+
 // Where an ESET name lives, and its value.
 struct EDITTARGET {
     wchar_t **pList;   // null: the environment
@@ -299,12 +311,9 @@ int EditBatchArgument(const CString &name) {
 }  // namespace
 
 int Eset_Command(CString &args) {
-    bool local = GetStringSwitch(args, L"LL", 0, nullptr);
-    bool global = GetStringSwitch(args, L"GL", 0, nullptr);
+    bool local, global;
     unsigned flags = 0;
-    if (GetSwitches(args, L"AF      DSUVWCBGL", &flags, 0, nullptr)) return 2;
-    local = local || (flags & ESET_L);
-    global = global || (flags & ESET_G);
+    if (ReadListSwitches(args, L"AF      DSUVWCBGL", ESET_L, ESET_G, &flags, &local, &global)) return 2;
     args.Trim();
     if (args.empty()) return BDError(ERROR_INVALID_PARAMETER, L"ESET");
     if (!QueryIsConsole(StdIn())) return BDError(ERROR_BD_NEEDS_CONSOLE, L"ESET");
@@ -407,12 +416,9 @@ std::vector<CString> NextNames(CString &args) {
 }  // namespace
 
 int __Unset(CString &args, int which) {
-    bool local = GetStringSwitch(args, L"LL", 0, nullptr);
-    bool global = GetStringSwitch(args, L"GL", 0, nullptr);
+    bool local, global;
     unsigned flags = 0;
-    if (GetSwitches(args, L"E     QRDSUVGL", &flags, 0, nullptr)) return 2;
-    local = local || (flags & UNSET_L);
-    global = global || (flags & UNSET_G);
+    if (ReadListSwitches(args, L"E     QRDSUVGL", UNSET_L, UNSET_G, &flags, &local, &global)) return 2;
     std::vector<wchar_t **> lists;
     if (which >= 0) {
         lists = TargetLists(which, local, global);
