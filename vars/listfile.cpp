@@ -155,6 +155,16 @@ int ReadListFiles(CString &names, wchar_t **list, int kind, unsigned flags, unsi
 
 namespace {
 
+// The virtual key of a typed character where it has one of its own: the
+// letters, the digits and the blank.  The line reader goes by the
+// character; asking the keyboard layout instead would load it here, and
+// under Wine keys typed while it loads can be lost.
+WORD CharacterKey(wchar_t c) {
+    if ((c >= L'0' && c <= L'9') || (c >= L'A' && c <= L'Z') || c == L' ') return (WORD)c;
+    if (c >= L'a' && c <= L'z') return (WORD)(c - L'a' + L'A');
+    return 0;
+}
+
 // Put text into the console's input as typed keys, so that the line
 // reader starts with it and the user can change it.
 void TypeAhead(HANDLE in, const CString &text) {
@@ -165,8 +175,7 @@ void TypeAhead(HANDLE in, const CString &text) {
         down.Event.KeyEvent.bKeyDown = TRUE;
         down.Event.KeyEvent.wRepeatCount = 1;
         down.Event.KeyEvent.uChar.UnicodeChar = c;
-        SHORT scan = VkKeyScanW(c);
-        down.Event.KeyEvent.wVirtualKeyCode = scan == -1 ? 0 : (WORD)(scan & 0xFF);
+        down.Event.KeyEvent.wVirtualKeyCode = CharacterKey(c);
         INPUT_RECORD up = down;
         up.Event.KeyEvent.bKeyDown = FALSE;
         keys.push_back(down);
