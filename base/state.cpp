@@ -1,6 +1,7 @@
 // Per-thread state, the process-wide blocks (aGlobals, aIniFile), the
 // instance counters and the handles and queries that everything shares.
 #include "base/state.h"
+#include <objbase.h>
 #include "base/options.h"
 
 // Every thread gets a fresh block from the initial values of the type.
@@ -66,6 +67,39 @@ CString GetEnvVar(const wchar_t *name) {
     CString value;
     QueryEnvVar(name, &value);
     return value;
+}
+
+namespace {
+
+thread_local bool fComStarted = false;
+LONG fComSecuritySet = 0;
+
+// The COM library is loaded with the first use, not with the program.
+FARPROC ComFunction(const char *name) {
+    static HMODULE ole32 = LoadLibraryW(L"ole32.dll");
+    return ole32 ? GetProcAddress(ole32, name) : nullptr;
+}
+
+}  // namespace
+
+bool EnsureCOM() {
+    if (fComStarted) return true;
+    auto initialize = (decltype(&CoInitializeEx))(void *)ComFunction("CoInitializeEx");
+    auto security = (decltype(&CoInitializeSecurity))(void *)ComFunction("CoInitializeSecurity");
+    if (!initialize || !security) return false;
+    HRESULT rc = initialize(nullptr, COINIT_APARTMENTTHREADED);
+    if (FAILED(rc) && rc != RPC_E_CHANGED_MODE) return false;
+    fComStarted = SUCCEEDED(rc);
+    if (!InterlockedExchange(&fComSecuritySet, 1))
+        security(nullptr, -1, nullptr, nullptr, RPC_C_AUTHN_LEVEL_DEFAULT, RPC_C_IMP_LEVEL_IMPERSONATE, nullptr,
+                 EOAC_NONE, nullptr);
+    return true;
+}
+
+void ReleaseCOM() {
+    if (!fComStarted) return;
+    fComStarted = false;
+    if (auto uninitialize = (decltype(&CoUninitialize))(void *)ComFunction("CoUninitialize")) uninitialize();
 }
 
 CString CurrentDirectory() {

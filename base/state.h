@@ -155,6 +155,14 @@ bool QueryIsConsole(HANDLE h);
 CString GetEnvVar(const wchar_t *name);
 bool QueryEnvVar(const wchar_t *name, CString *value);
 
+// COM on the calling thread, started on first use (apartment-threaded; the
+// first thread also sets the process's COM security).  Start-up does not
+// need it, and starting it costs a hidden window and, under Wine, the
+// desktop process.  True when COM is usable on this thread.
+bool EnsureCOM();
+// End COM on this thread if EnsureCOM started it here.
+void ReleaseCOM();
+
 // The process's current directory; empty when it cannot be read.
 CString CurrentDirectory();
 

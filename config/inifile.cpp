@@ -1,7 +1,6 @@
 // Reading ini files: the file's encoding, its lines, sections and includes,
 // the report of bad lines, and the named and default files.
 #include <shlobj.h>
-#include <knownfolders.h>
 #include <cwchar>
 #include <vector>
 #include "base/errors.h"
@@ -221,12 +220,12 @@ int ProcessINI(const wchar_t *file) {
 
 namespace {
 
-CString KnownFolder(REFKNOWNFOLDERID id) {
-    wchar_t *path = nullptr;
-    CString folder;
-    if (SUCCEEDED(SHGetKnownFolderPath(id, KF_FLAG_DEFAULT, nullptr, &path)) && path) folder = path;
-    CoTaskMemFree(path);
-    return folder;
+// A folder of the system's (CSIDL_COMMON_APPDATA, CSIDL_LOCAL_APPDATA);
+// empty when it has none.  (The form that fills a buffer needs no COM
+// memory, so start-up does not load the COM library.)
+CString KnownFolder(int csidl) {
+    wchar_t path[MAX_PATH];
+    return SUCCEEDED(SHGetFolderPathW(nullptr, csidl, nullptr, SHGFP_TYPE_CURRENT, path)) ? CString(path) : CString();
 }
 
 }  // namespace
@@ -238,11 +237,11 @@ void DefaultINI(const wchar_t *name) {
         bool found = !ProcessINI((dir + name).c_str());
         bool bootRoot = dir.size() == 3 && dir[1] == L':' && ToUpperChar(dir[0]) == ToUpperChar(aIniFile.cBootDrive);
         if (!found && !bootRoot) {
-            CString common = KnownFolder(FOLDERID_ProgramData);
+            CString common = KnownFolder(CSIDL_COMMON_APPDATA);
             if (!common.empty()) found = !ProcessINI(FormatStr(L"%s\\Marlo Works\\BDX-RT 26\\BDXM.INI", common.c_str()).c_str());
         }
         if (!found && !bootRoot) {
-            CString local = KnownFolder(FOLDERID_LocalAppData);
+            CString local = KnownFolder(CSIDL_LOCAL_APPDATA);
             if (!local.empty()) {
                 local += L"\\MarloSoft";
                 CreateDirectoryW(local.c_str(), nullptr);

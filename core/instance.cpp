@@ -1,6 +1,5 @@
 // Bringing an instance up and down: InitializeDLL, the startup and exit
 // files, ShutdownCommandProcessor and EXIT.
-#include <objbase.h>
 #include <cwchar>
 #include "base/args.h"
 #include "base/breaks.h"
@@ -20,12 +19,9 @@
 
 static bool fExitFileRun = false;
 
-void InitializeCOMSecurity() {
-    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-    CoInitializeSecurity(nullptr, -1, nullptr, nullptr, RPC_C_AUTHN_LEVEL_DEFAULT, RPC_C_IMP_LEVEL_IMPERSONATE,
-                         nullptr, EOAC_NONE, nullptr);
-    CountShellInstance(+1);
-}
+// The front end's call at start: the shell counts itself.  COM and its
+// security wait for the first command that needs them (EnsureCOM).
+void InitializeCOMSecurity() { CountShellInstance(+1); }
 
 using NtQueryFn = LONG(WINAPI *)(HANDLE, int, void *, ULONG, ULONG *);
 static NtQueryFn pNtQueryInformationProcess, pNtQueryInformationFile;
@@ -155,7 +151,6 @@ void LoadChosenLanguage() {
 
 int InitializeDLL(wchar_t *iniFile) {
     try {
-        CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
         aGlobals.fNoConsole = 1;
         aGlobals.fNotInteractive = 1;
         ResetBreakHandling();
@@ -243,7 +238,7 @@ void ShutdownCommandProcessor() {
     }
     TLS_VARIABLES *tls = GetTLS();
     if (tls->hChildProcess) TerminateProcess(tls->hChildProcess, 3);
-    CoUninitialize();
+    ReleaseCOM();
 }
 
 int Exit_Command(CString &args) {

@@ -52,6 +52,7 @@ int LookupWindowsErrors(HWND window, const wchar_t *text) {
     info.lpFile = tool.c_str();
     info.lpParameters = parameters.c_str();
     info.nShow = SW_SHOWNORMAL;
+    EnsureCOM();
     if (!ShellExecuteExW(&info)) return BDError(0, tool.c_str());
     return 0;
 }
