@@ -6,18 +6,18 @@
 #pragma once
 #include "base/platform.h"
 
-enum : int {
-    BREAK_UNKNOWN_EXCEPTION = 2,    // a C++ exception came out of a command
-    BREAK_CTRL_C = 3,               // Ctrl+C or Ctrl+Break, or Esc at a page pause
-    BREAK_FORCED_ABORT = 0x100,     // end every batch file without asking
-    BREAK_ON_ERROR = 0x800,         // an error with ON ERROR set
-    BREAK_ON_ERRORMSG = 0x1000,     // an error message with ON ERRORMSG set
-    BREAK_ON_ERRORLEVEL = 0x2000,   // ON ERRORLEVEL's test held after a command
-    BREAK_ON_LBUTTON = 0x10000,     // the mouse handlers of ON
-    BREAK_ON_MBUTTON = 0x20000,
-    BREAK_ON_RBUTTON = 0x40000,
-    BREAK_ON_DBLCLICK = 0x80000,
-};
+// Plain ints, not enumerators: a thrown enumerator would have its enum's
+// type, which no "catch (int)" takes.
+constexpr int BREAK_UNKNOWN_EXCEPTION = 2;    // a C++ exception came out of a command
+constexpr int BREAK_CTRL_C = 3;               // Ctrl+C or Ctrl+Break, or Esc at a page pause
+constexpr int BREAK_FORCED_ABORT = 0x100;     // end every batch file without asking
+constexpr int BREAK_ON_ERROR = 0x800;         // an error with ON ERROR set
+constexpr int BREAK_ON_ERRORMSG = 0x1000;     // an error message with ON ERRORMSG set
+constexpr int BREAK_ON_ERRORLEVEL = 0x2000;   // ON ERRORLEVEL's test held after a command
+constexpr int BREAK_ON_LBUTTON = 0x10000;     // the mouse handlers of ON
+constexpr int BREAK_ON_MBUTTON = 0x20000;
+constexpr int BREAK_ON_RBUTTON = 0x40000;
+constexpr int BREAK_ON_DBLCLICK = 0x80000;
 
 // Signals held: a break stays pending (and is delivered at the next
 // polling point after EnableSignals) while code that must not be torn

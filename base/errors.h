@@ -22,8 +22,8 @@ enum : int {
     ERROR_BD_VARIABLE_LOOP = 0x20000010,
     ERROR_BD_UNKNOWN_CMD_LOOP = 0x20000011,
     ERROR_BD_EXTENSION_LOOP = 0x20000012,
-    ERROR_BD_BAD_DATE = 0x20000013,
-    ERROR_BD_BAD_TIME = 0x20000014,
+    ERROR_BD_INVALID_DATE = 0x20000013,
+    ERROR_BD_INVALID_TIME = 0x20000014,
     ERROR_BD_LABEL_NOT_FOUND = 0x20000017,
     ERROR_BD_ALIAS_LIST_FULL = 0x20000019,
     ERROR_BD_NOT_IN_ENVIRONMENT = 0x2000001A,
@@ -56,6 +56,38 @@ enum : int {
     ERROR_BD_UNKNOWN_TYPE = 0x20000114,
     ERROR_BD_NO_ARRAYS = 0x20000115,
     ERROR_BD_TYPE_TABLE_FULL = 0x20000116,
+    // Filters and patterns.
+    ERROR_BD_UNBALANCED_BRACKET = 0x20000130,   // a "[" without its "]"
+    ERROR_BD_RANGE_NOT_CLOSED = 0x20000131,     // "/[" without "]"
+    ERROR_BD_BAD_BACKREF = 0x20000132,
+    ERROR_BD_UNMATCHED_BRACE = 0x20000133,
+    // The system commands.
+    ERROR_BD_DATE_REFUSED = 0x200001A0,         // the system cannot accept the date entered
+    ERROR_BD_TIME_REFUSED = 0x200001A1,         // the system cannot accept the time entered
+    ERROR_BD_TIMER_OFF = 0x200001A2,            // the timer is not running
+    ERROR_BD_NO_HELP = 0x200001A3,              // no help for a name
+    ERROR_BD_BAD_CODE_PAGE = 0x200001A4,        // invalid code page
+    ERROR_BD_NO_MATCH = 0x200001A5,             // nothing matches a pattern
+    ERROR_BD_NOT_ENDED = 0x200001A6,            // process did not end
+    ERROR_BD_MISSING_ARGUMENT = 0x200001A7,     // a required argument is missing
+    ERROR_BD_NO_WINDOW = 0x200001A8,            // no window matches
+    ERROR_BD_UNKNOWN_ALGORITHM = 0x200001A9,    // unknown digest
+    ERROR_BD_NEEDS_SYSTEM = 0x200001AA,         // this system (Wine) lacks what the command needs
+    ERROR_BD_OWN_PROCESS = 0x200001AB,          // refuses to end the shell itself
+    ERROR_BD_BAD_PRIORITY = 0x200001AC,         // unknown priority class
+    ERROR_BD_NO_SUCH_KEY = 0x200001AD,          // registry key not found
+    ERROR_BD_UNKNOWN_WORD = 0x200001AE,         // a keyword that the command does not know
+    ERROR_BD_REMOTE_BITS = 0x200001AF,          // the other process is not a 64-bit process
+    // Redirection, pipes and launching.
+    ERROR_BD_UNKNOWN_DEVICE = 0x200001C0,
+    ERROR_BD_NO_PRINTER = 0x200001C1,
+    ERROR_BD_HERE_OUTSIDE_BATCH = 0x200001C2,
+    ERROR_BD_HERE_NO_END = 0x200001C3,
+    ERROR_BD_COMMAND_TOO_LONG = 0x200001C4,
+    ERROR_BD_BAD_HANDLE = 0x200001C5,
+    ERROR_BD_NO_ASSOCIATION = 0x200001C6,
+    ERROR_BD_NO_FILE_TYPE = 0x200001C7,
+    ERROR_BD_ZONE_REFUSED = 0x200001C8,
 
     // The same codes under the names of the parts that report them.
     ERROR_BD_REDIR_SYNTAX = ERROR_BD_SYNTAX,

@@ -1,8 +1,8 @@
 // Per-thread state, the process-wide blocks (aGlobals, aIniFile), the
 // instance counters and the handles and queries that everything shares.
 #include "base/state.h"
-#include <objbase.h>
 #include "base/options.h"
+#include <objbase.h>
 
 // Every thread gets a fresh block from the initial values of the type.
 static thread_local TLS_VARIABLES tlsBlock;
@@ -48,8 +48,13 @@ HANDLE StdErr() { return GetStdHandle(STD_ERROR_HANDLE); }
 HANDLE StdIn() { return GetStdHandle(STD_INPUT_HANDLE); }
 
 bool QueryIsConsole(HANDLE handle) {
+    if (!handle || handle == INVALID_HANDLE_VALUE) return false;
+    // Files and pipes (what redirection makes of the standard handles) are
+    // told apart without a trip to the console, which is costly.
+    DWORD type = GetFileType(handle);
+    if (type == FILE_TYPE_DISK || type == FILE_TYPE_PIPE) return false;
     DWORD mode;
-    return handle && handle != INVALID_HANDLE_VALUE && GetConsoleMode(handle, &mode);
+    return GetConsoleMode(handle, &mode);
 }
 
 bool QueryEnvVar(const wchar_t *name, CString *value) {

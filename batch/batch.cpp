@@ -285,13 +285,19 @@ int ExitBatchFile() {
     tls->nBatchFrame--;
     // What ran in the frame may have rewritten the caller's file: the caller
     // reads it afresh.
-    if (BATCHFRAME *caller = CurrentFrame()) caller->sChunk.clear();
+    BATCHFRAME *caller = CurrentFrame();
+    if (caller) caller->sChunk.clear();
+    // A CANCEL has marked the caller as ending too, which would stop every
+    // command; the deferred ones run all the same, and the mark stays.
+    long long callerOffset = caller ? caller->lOffset : 0;
+    if (caller && callerOffset < 0 && !defer.empty()) caller->lOffset = 0;
     for (size_t at = 0; at < defer.size();) {
         size_t end = defer.find(L'\n', at);
         if (end == CString::npos) end = defer.size();
         aHooks.pfnCommand(defer.substr(at, end - at), CMD_ECHO | CMD_DEBUG);
         at = end + 1;
     }
+    if (caller && callerOffset < 0 && CurrentFrame() == caller) caller->lOffset = callerOffset;
     UpdateTitleAndIcon(nullptr, 0);
     return 0;
 }

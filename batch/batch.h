@@ -2,8 +2,7 @@
 // lines of a command, labels, conditions and the skip state of IFF and DO.
 #pragma once
 #include <vector>
-#include "base/cstring.h"
-#include "base/platform.h"
+#include "base/state.h"
 
 struct BATCHFRAME;
 
@@ -41,7 +40,6 @@ int GosubInFile(CString &args);
 // 1 true, 0 false, -1 syntax error.  Mode 0: the whole line is the test;
 // 1 (IF) and 2 (IFF): a command follows, and the line keeps only it.
 int TestCondition(CString &line, int mode);
-int CompareStrings(const wchar_t *a, const wchar_t *b, unsigned flags);
 // The test at the front of an IF (mode 1) or IFF (mode 2) line: *test takes
 // its value and command what follows it.  0, or 2 after reporting a line
 // without a test or without anything behind it.

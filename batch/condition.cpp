@@ -9,7 +9,8 @@
 #include "base/options.h"
 #include "base/state.h"
 #include "batch/batch.h"
-#include "files/files.h"
+#include "files/paths.h"
+#include "files/ranges.h"
 #include "vars/eval.h"
 #include "vars/lists.h"
 #include "vars/regex.h"
@@ -175,7 +176,7 @@ int Difference(const CString &left, const CString &right, bool errorlevel) {
         CString expr = FormatStr(L"%s-(%s)=0.%d", left.c_str(), right.c_str(), aIniFile.EvalMax);
         if (EvaluateExpressionQuiet(expr) == 0) return expr.At(0) == L'-' ? -1 : expr == L"0" ? 0 : 1;
     }
-    return CompareStrings(left.c_str(), right.c_str(), 1);
+    return CompareStrings(left.c_str(), right.c_str(), COMPARE_PLAIN);
 }
 
 // Apply a comparison operator to d; -1 for an unknown operator.
@@ -259,14 +260,6 @@ int OneTest(Reader &r, int mode, bool *numeric) {
 }
 
 }  // namespace
-
-int CompareStrings(const wchar_t *a, const wchar_t *b, unsigned) {
-    for (;; a++, b++) {
-        wchar_t x = ToUpperChar(*a), y = ToUpperChar(*b);
-        if (x != y) return x < y ? -1 : 1;
-        if (!x) return 0;
-    }
-}
 
 int TestCondition(CString &line, int mode) {
     Reader r{line};

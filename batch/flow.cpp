@@ -152,6 +152,7 @@ int FindLabel(const CString &args, int flags) {
     if (!OpenBatchFile()) return BATCH_RETURN;
     BATCHFRAME *f = CurrentFrame();
     wanted = LabelName(wanted);
+    int startLine = f->nLineNumber;
     CString line, behind;
     for (int pass = 0; pass < 2; pass++) {
         while (ScanLine(f, line)) {
@@ -165,7 +166,12 @@ int FindLabel(const CString &args, int flags) {
         if (pass == 0) Rewind(f);
     }
     if (wanted.EqualsNoCase(L"eof")) return 0;
-    if (flags & 1) return BDError(ERROR_BD_LABEL_NOT_FOUND, wanted.c_str());
+    if (flags & 1) {
+        // The search has read to the end: the message names the line that
+        // asked for the label, not the file's last line.
+        f->nLineNumber = startLine;
+        return BDError(ERROR_BD_LABEL_NOT_FOUND, wanted.c_str());
+    }
     return 2;
 }
 

@@ -16,6 +16,7 @@
 #include "base/state.h"
 #include "batch/batch.h"
 #include "console/console.h"
+#include "files/dates.h"
 
 namespace {
 
@@ -208,28 +209,6 @@ void WaitUntil(const SYSTEMTIME &when, bool stopOnKey) {
     }
 }
 
-// Year, month and day from three date fields: a first field from 1601 on
-// is the year; otherwise the country's order decides.  Two-digit years
-// are 2000-2079 and 1980-1999.
-void OrderDate(unsigned a, unsigned b, unsigned c, SYSTEMTIME *t) {
-    wchar_t order[4] = L"0";
-    GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_IDATE, order, 4);
-    unsigned y = c, m = a, d = b;
-    if (a >= 1601 || order[0] == L'2') y = a, m = b, d = c;
-    else if (order[0] == L'1') d = a, m = b;
-    if (y < 80) y += 2000;
-    else if (y < 100) y += 1900;
-    t->wYear = (WORD)y, t->wMonth = (WORD)m, t->wDay = (WORD)d;
-}
-
-bool IsValidDate(const SYSTEMTIME &t) {
-    static const int days[] = {31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    if (t.wYear < 1601 || t.wYear > 30827 || t.wMonth < 1 || t.wMonth > 12 || t.wDay < 1) return false;
-    if (t.wDay > days[t.wMonth - 1]) return false;
-    bool leap = (t.wYear % 4 == 0 && t.wYear % 100 != 0) || t.wYear % 400 == 0;
-    return !(t.wMonth == 2 && t.wDay == 29 && !leap);
-}
-
 }  // namespace
 
 // The moment of DELAY UNTIL: "yyyymmdd[ hhmmss]", a time alone ("h:m[:s]",
@@ -241,18 +220,23 @@ int ParseDelayMoment(const CString &text, SYSTEMTIME *when) {
     unsigned f[6] = {0, 0, 0, 0, 0, 0};
     bool timeOnly = text.find_first_of(L"/-") == CString::npos && text.find(L':') != CString::npos;
     if (timeOnly) {
-        if (Sscanf(text, L"%u%*1s%u%*1s%u", &f[3], &f[4], &f[5]) < 2) return ERROR_BD_BAD_TIME;
+        if (Sscanf(text, L"%u%*1s%u%*1s%u", &f[3], &f[4], &f[5]) < 2) return ERROR_BD_INVALID_TIME;
     } else if (text.find_first_of(L"/:-") == CString::npos) {
         if (Sscanf(text, L"%4u%2u%2u%*[ ,\t]%2u%2u%2u", &f[0], &f[1], &f[2], &f[3], &f[4], &f[5]) < 3)
-            return ERROR_BD_BAD_DATE;
+            return ERROR_BD_INVALID_DATE;
         when->wYear = (WORD)f[0], when->wMonth = (WORD)f[1], when->wDay = (WORD)f[2];
     } else {
-        if (Sscanf(text, L"%u%*1s%u%*1s%u%*[ ,=]%u%*1s%u%*1s%u", &f[0], &f[1], &f[2], &f[3], &f[4], &f[5]) < 3)
-            return ERROR_BD_BAD_DATE;
-        OrderDate(f[0], f[1], f[2], when);
+        int y, m, d, seconds = 0;
+        const wchar_t *end;
+        if (ParseDate(text.c_str(), 0, &y, &m, &d, &end)) return ERROR_BD_INVALID_DATE;
+        when->wYear = (WORD)y, when->wMonth = (WORD)m, when->wDay = (WORD)d;
+        end += wcsspn(end, L" ,=");
+        if (*end && ParseTimeOfDay(end, &seconds)) return ERROR_BD_INVALID_TIME;
+        f[3] = seconds / 3600, f[4] = seconds / 60 % 60, f[5] = seconds % 60;
     }
-    if (!IsValidDate(*when)) return ERROR_BD_BAD_DATE;
-    if (f[3] > 23 || f[4] > 59 || f[5] > 59) return ERROR_BD_BAD_TIME;
+    if (when->wYear < 1601 || when->wYear > 30827 || when->wDay < 1 || when->wDay > DaysInMonth(when->wYear, when->wMonth))
+        return ERROR_BD_INVALID_DATE;
+    if (f[3] > 23 || f[4] > 59 || f[5] > 59) return ERROR_BD_INVALID_TIME;
     when->wHour = (WORD)f[3], when->wMinute = (WORD)f[4], when->wSecond = (WORD)f[5];
     return 0;
 }

@@ -21,6 +21,8 @@ extern const int nOptions;
 
 // Set every option to its default.
 void IniClear(INIFILE *block);
+// The full name of the running program.
+CString ProgramFileName();
 // Find an option row by name (without case); null when unknown.
 const OPTIONROW *FindOption(const wchar_t *name);
 

@@ -225,6 +225,15 @@ void CreateOwnMapping() {
     if (pOwnView) std::memset(pOwnView, 0, INI_SHARED_SIZE);
 }
 
+CString SystemDirectory() {
+    UINT n = GetSystemDirectoryW(nullptr, 0);
+    CString dir(n, L'\0');
+    dir.resize(GetSystemDirectoryW(dir.data(), n));
+    return dir;
+}
+
+}  // namespace
+
 CString ProgramFileName() {
     CString path(MAX_PATH, L'\0');
     for (;;) {
@@ -236,15 +245,6 @@ CString ProgramFileName() {
         path.resize(path.size() * 2);
     }
 }
-
-CString SystemDirectory() {
-    UINT n = GetSystemDirectoryW(nullptr, 0);
-    CString dir(n, L'\0');
-    dir.resize(GetSystemDirectoryW(dir.data(), n));
-    return dir;
-}
-
-}  // namespace
 
 void InitializeIniFile() {
     HANDLE semaphore = CreateSemaphoreW(nullptr, 1, 1, L"BDIniSemaphore");

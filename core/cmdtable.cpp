@@ -10,6 +10,7 @@
 #include "console/console.h"
 #include "console/screen.h"
 #include "files/files.h"
+#include "files/paths.h"
 #include "net/net.h"
 #include <cwchar>
 

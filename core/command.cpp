@@ -17,6 +17,7 @@
 #include "core/command_internal.h"
 #include "core/core.h"
 #include "core/redir.h"
+#include "system/system.h"
 #include "vars/vars.h"
 
 namespace {
@@ -214,6 +215,19 @@ void StripCommandEnds(CString &line) {
 
 int Command(const wchar_t *line, int flags) { return Command_S(CString(line ? line : L""), flags); }
 
+// How deep Command_S calls are nested on this thread (groups, IF, batch
+// files and the like run nested lines).
+static thread_local int nCommandDepth = 0;
+
+namespace {
+
+struct DepthGuard {
+    DepthGuard() { nCommandDepth++; }
+    ~DepthGuard() { nCommandDepth--; }
+};
+
+}  // namespace
+
 // One pass of the compound loop; the state travels in the record.
 struct LineState {
     CString line;
@@ -342,9 +356,12 @@ bool ReadChain(LineState &s, CommandParts &c) {
             tail.erase(0, 1);
             return true;
         }
-        if (OpenPipe(&s.redir, tail)) return false;
         s.pipeOpened = true;
-        if (!s.redir.fPipeOpen) tail.clear();
+        if (OpenPipe(&s.redir, tail)) {
+            s.result = 2;
+            return false;
+        }
+        if (!s.redir.fPipe) tail.clear();
     } else if (c.sep == L'&' || (c.sep && c.sep == CommandSepChar())) {
         if (aIniFile.DuplicateBugs && tail.At(0) == L'|' && tail.At(1) == L' ') {
             tail.erase(0, 1);
@@ -388,6 +405,10 @@ bool RunCommand(LineState &s, CommandParts &c) {
     SkipChained(c.tail, c.chain, s.result);
     line = c.tail;
     Unredirect(&s.redir, &s.result, &line);
+    // A shell on the right side of a pipe gives the rest of its line back
+    // after its first command (and after the pipe that command may have
+    // opened has handed back its own rest).
+    if (nCommandDepth == 1) HandBackRestOfLine(line);
     return true;
 }
 
@@ -399,6 +420,7 @@ bool RunNextCommand(LineState &s) {
     if (step != STEP_GO) return step == STEP_NEXT;
     if (!ExpandCommand(s, c) || !CutAtSeparator(s, c)) return false;
     if (c.echo && !s.line.empty()) EchoCommand(s.line);
+    if (aIniFile.LogOn && !s.line.empty()) LogCommandLine(s.line);
     if (!ReadChain(s, c)) return false;
     return RunCommand(s, c);
 }
@@ -406,7 +428,10 @@ bool RunNextCommand(LineState &s) {
 }  // namespace
 
 static void LeaveLine(LineState &s) {
-    if (s.pipeOpened) s.redir.fClipOut = 0;
+    if (s.pipeOpened) s.redir.afClip[REDIR_OUT] = 0;
+    // A line left before the right side of "|!" ran: its file is not to
+    // become anybody's input.
+    if (s.redir.fTempPipe) s.redir.fPipe = 0;
     Unredirect(&s.redir, nullptr, nullptr);
     if (s.pipeOpened) CleanupTempPipe(&s.redir);
     ResetOutputEncoding();
@@ -414,9 +439,11 @@ static void LeaveLine(LineState &s) {
 
 int Command_S(CString line, int flags) {
     if (line.empty() || line[0] == L':') return 0;
+    DepthGuard depth;
     LineState s;
     s.flags = flags;
     s.echo = ShowsEcho(flags);
+    if (flags & CMD_TYPED) LogHistoryLine(line);
     if (line[0] != L'@') SetEnvironmentVariableW(L"CMDLINE2", line.c_str());
     s.line = std::move(line);
     try {
@@ -433,7 +460,10 @@ int Command_S(CString line, int flags) {
             }
             if (!RunNextCommand(s)) break;
         }
-    } catch (int) {
+    } catch (int code) {
+        // Ctrl+C ends both sides of a pipe: the right side is not left to
+        // finish what the left side had written.
+        if (code == BREAK_CTRL_C && s.redir.hProcess) TerminateProcess(s.redir.hProcess, BREAK_CTRL_C);
         LeaveLine(s);
         throw;
     } catch (...) {

@@ -15,11 +15,9 @@ int RunInternalCommand(CString &line, int *result);
 BD_EXPORT int ExecuteInternalCommand(wchar_t *buffer, int *result);
 BD_EXPORT void ResetParsingFlags();
 
-// Programs and batch files.  RunExternalOrScript finds name along PATH and
-// starts it; External runs a program and waits for it, returning its exit
-// code (also in nExitCode).
+// Programs and batch files: RunExternalOrScript finds name along PATH and
+// starts it (core/launch.h has the rest of launching).
 int RunExternalOrScript(CString &line, CString &name, int storeCommandLine);
-int External(CString &program, CString &arguments);
 
 // Instance.
 BD_EXPORT int InitializeDLL(wchar_t *iniFile);
@@ -36,6 +34,9 @@ BD_EXPORT void FreeInputLine(wchar_t *line);
 BD_EXPORT int ExitShell(const wchar_t *value);
 // Whether the front end runs the startup file.
 BD_EXPORT int QueryStartupFileOption();
+
+// The environment block as it was when the shell started (START /I).
+const wchar_t *QueryStartupEnvironment();
 
 // Fill the hook table with the services of the layers above base.
 void InstallHooks();

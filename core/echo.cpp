@@ -87,13 +87,8 @@ int Echoxerr_Command(CString &args) {
     return 0;
 }
 
-// Rows that the windowed host or the editor supplies.  REM, CASEALL and
-// ENDSWITCH are consumed before their handler matters, and a BREAKPOINT
-// without a debugger attached does nothing; the others have no action
-// without their host, and say so.
-int BDebugger_Command(CString &) {
-    static const wchar_t *const quiet[] = {L"REM", L"CASEALL", L"ENDSWITCH", L"BREAKPOINT"};
-    for (const wchar_t *name : quiet)
-        if (GetTLS()->sCommandName.EqualsNoCase(name)) return 0;
-    return CommandNotAvailable();
-}
+// Rows that the windowed host or the editor supplies (the debugger, the
+// editor, the tool bar and such).  In the console shell they do nothing and
+// succeed, so that batch files written for the host run here as well; REM,
+// CASEALL and ENDSWITCH are consumed before their handler matters.
+int BDebugger_Command(CString &) { return 0; }

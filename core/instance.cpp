@@ -14,10 +14,14 @@
 #include "console/screen.h"
 #include "core/cmdtable.h"
 #include "core/core.h"
+#include "core/redir.h"
 #include "files/files.h"
 #include "vars/lists.h"
 
+static std::wstring sStartupEnvironment;
 static bool fExitFileRun = false;
+
+const wchar_t *QueryStartupEnvironment() { return sStartupEnvironment.empty() ? nullptr : sStartupEnvironment.c_str(); }
 
 // The front end's call at start: the shell counts itself.  COM and its
 // security wait for the first command that needs them (EnsureCOM).
@@ -113,10 +117,17 @@ void SetUpConsole() {
     CString title(1024, L'\0');
     title.resize(GetConsoleTitleW(title.data(), (DWORD)title.size()));
     SetSavedTitle(title.c_str());
+    if (wchar_t *block = GetEnvironmentStringsW()) {
+        const wchar_t *end = block;
+        while (*end) end += wcslen(end) + 1;
+        sStartupEnvironment.assign(block, (size_t)(end - block) + 1);
+        FreeEnvironmentStringsW(block);
+    }
 }
 
 void InitializeGlobalVariables() {
     GetTLS()->nBatchFrame = -1;
+    TakeOverPipeParent();
     LoadWindowsFunctions();
     LoadLanguageModule();
     SetOSVersion();
@@ -232,7 +243,7 @@ void RunStartupFiles(const wchar_t *stem, const wchar_t *arguments) {
 void ShutdownCommandProcessor() {
     while (ExitBatchFile() == 0) {
     }
-    if (aIniFile.ExitFile && !fExitFileRun) {
+    if (aIniFile.ExitFile && !fExitFileRun && !QueryIsPipeChild()) {
         fExitFileRun = true;
         RunStartupFiles(L"BDEXIT", nullptr);
     }

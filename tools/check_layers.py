@@ -7,13 +7,13 @@ the layers below it, never of a layer above):
     base/                                       strings, formats, arguments, state, errors
     config/                                     the ini engine
     console/                                    output, input, screen
-    vars/ batch/ files/ ext/ monitors/ net/     the subsystems (peers)
+    vars/ batch/ files/ system/ ext/ monitors/ net/   the subsystems (peers)
     core/                                       the execution core
     frontend/ tests/                            BDX.EXE and the tests
 
 Checks, over every .cpp, .h and .def file of those folders:
-  1. every #include "..." names a file of a known folder, and goes down or
-     sideways, never up;
+  1. every #include "..." names a file of a known folder (a bare name is
+     the including file's neighbour), and goes down or sideways, never up;
   2. no .cpp file declares a function by hand that it does not define
      itself (a declaration belongs in the header of the folder that
      defines the function).
@@ -34,7 +34,7 @@ LAYERS = [
     ('base', ['base']),
     ('config', ['config']),
     ('console', ['console']),
-    ('subsystems', ['vars', 'batch', 'files', 'ext', 'monitors', 'net']),
+    ('subsystems', ['vars', 'batch', 'files', 'system', 'ext', 'monitors', 'net']),
     ('core', ['core']),
     ('top', ['frontend', 'tests']),
 ]
@@ -134,6 +134,8 @@ def main():
         if args.list:
             print(f'{path}: {" ".join(t for t in targets) or "-"}')
         for target in targets:
+            if '/' not in target:  # beside the including file
+                target = path.rsplit('/', 1)[0] + '/' + target
             included_by[target].append(path)
             to = target.split('/')[0]
             if to not in RANK:

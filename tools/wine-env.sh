@@ -9,7 +9,9 @@ WINE=$(command -v wine64 || command -v wine)
 # Start a persistent wineserver and warm it, so that each run does not wait
 # for a server to start and stop.
 wine_start() {
-    wineserver -p
+    # A server that already runs for this prefix (left by another of our
+    # scripts) serves as well; -p refuses it, and set -e would end the caller.
+    wineserver -p 2>/dev/null || true
     "$WINE" cmd /c exit >/dev/null 2>&1 || true
 }
 

@@ -9,6 +9,7 @@
 #include "base/options.h"
 #include "base/state.h"
 #include "console/console.h"
+#include "files/paths.h"
 #include "net/net.h"
 #include "vars/lists.h"
 #include "vars/vars.h"
@@ -116,11 +117,7 @@ constexpr int kAllArguments = 0xFFF;
 // Devices are never directory aliases.
 bool QueryIsDeviceName(CString name) {
     name.Truncate(name.find(L':'));
-    static const wchar_t *const devices[] = {L"CON", L"PRN", L"AUX", L"NUL", L"CLIP", L"CONIN$", L"CONOUT$"};
-    for (const wchar_t *device : devices)
-        if (name.EqualsNoCase(device)) return true;
-    return name.size() == 4 && (name.StartsWithNoCase(L"COM") || name.StartsWithNoCase(L"LPT")) && name[3] >= L'1' &&
-           name[3] <= L'9';
+    return name.EqualsNoCase(L"CLIP") || QueryIsDevice(name);
 }
 
 // The alias name in the first word: it ends at CommandSep, "<", ">", "=",

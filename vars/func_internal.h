@@ -2,6 +2,7 @@
 // case numbers generated from functions.def, the handlers, and the argument
 // helpers that every family uses in the same way.
 #pragma once
+#include <vector>
 #include "base/cstring.h"
 #include "base/options.h"
 

@@ -83,9 +83,6 @@ template <typename Call> bool SetSized(CString &value, Call call) {
     return false;
 }
 
-// ISO 8601 week number and week-year of a date (for _isoweek and its kin).
-void IsoWeekOf(int year, int month, int day, int *week, int *weekYear);
-
 // The Windows version as major, decimal character, minor.
 CString WindowsVersionText();
 

@@ -107,7 +107,13 @@ bool FrameOrProcessVariable(int index, CString &value) {
     case IV_detachpid: return SetInt(value, tls->nDetachPid);
     case IV_childpid: return SetInt(value, tls->hChildProcess ? GetProcessId(tls->hChildProcess) : 0);
     case IV_consolepids: return ConsolePids(value);
-    case IV_pipe: return SetInt(value, tls->pPipeView ? 1 : 0);
+    case IV_pipe: {
+        // The right side of a pipe: a second shell still holding the pipe
+        // block, or any command whose standard input is a pipe.
+        HANDLE in = StdIn();
+        bool pipe = tls->pPipeView || (in && in != INVALID_HANDLE_VALUE && GetFileType(in) == FILE_TYPE_PIPE);
+        return SetInt(value, pipe ? 1 : 0);
+    }
     case IV_shell: return SetInt(value, aIniFile.nSecondary);
     case IV_shells: return SetInt(value, QueryShellInstances());
     case IV_bdxinstances: return SetInt(value, QueryShellInstances());

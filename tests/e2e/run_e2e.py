@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Run one end-to-end script through BDX.EXE under Wine and compare its output.
 
-    python3 run_e2e.py --bin <dir of BDX.EXE> --wine <wine> [--keep] script.btm
+    python3 run_e2e.py --bin <dir of BDX.EXE> [--progs <dir>] --wine <wine> [--keep] script.btm
 
 The expectations live in the script itself, as remarks:
 
@@ -17,6 +17,14 @@ The expectations live in the script itself, as remarks:
     rem RUN: batch       run it as a batch file: BDX.EXE @ini ARGS /C name
     rem FILE: name       create "name" in the working directory before the run;
     rem | line           its lines follow, one "rem | " each (CRLF line ends)
+    rem CHECKFILE: name  after the run, "name" (in the working directory) must
+    rem | line           exist and hold exactly these lines (no lines: empty);
+                         lines end at CRLF as in the output; a file that begins
+                         with a UTF-16 byte-order mark is read as UTF-16, any
+                         other as UTF-8
+    rem NOFILE: pattern  after the run no file matches the glob pattern,
+                         taken relative to the working directory
+                         ("../temp/*" for the temporary directory)
 
 The run's working directory appears in the output as [work].
 
@@ -47,10 +55,14 @@ repeat each line after the prompt, which then shows up as output.
 
 Each run gets a fresh temporary directory: BDX.EXE starts in work/ inside it
 (where FILE creates files and where batch scripts are copied), with an empty
-ini file beside work/ passed as @ini.  30 seconds per run.
+ini file beside work/ passed as @ini, and an empty temp/ beside work/ that a
+script may make its TEMP ("set TEMP=%_cwd\\..\\temp"; Wine sets TEMP itself, so
+the runner cannot).  With --progs, that directory (the small test programs)
+comes first on the PATH and is in BDX_PROGS.  30 seconds per run.
 """
 import argparse
 import difflib
+import glob
 import os
 import re
 import shutil
@@ -63,7 +75,7 @@ PROJECT_ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(_
 MAX_DIFF_LINES = 80
 MARKER = "@@BDXPROMPT@@"
 TIMEOUT = 30
-KEYWORDS = ("CHECK", "CHECKERR", "EXIT", "ARGS", "RUN", "FILE")
+KEYWORDS = ("CHECK", "CHECKERR", "EXIT", "ARGS", "RUN", "FILE", "CHECKFILE", "NOFILE")
 DIRECTIVE = re.compile(r"^\s*@?rem\s+([A-Z][A-Z0-9]+):(.*)$", re.IGNORECASE)
 FILE_LINE = re.compile(r"^\s*@?rem\s+\|(.*)$", re.IGNORECASE)
 
@@ -78,7 +90,8 @@ def after_colon(text):
 
 
 def parse_script(lines):
-    spec = {"out": [], "err": [], "exit": None, "args": [], "run": "stdin", "files": {}}
+    spec = {"out": [], "err": [], "exit": None, "args": [], "run": "stdin", "files": {}, "checkfiles": {},
+            "nofiles": []}
     i = 0
     while i < len(lines):
         line = lines[i]
@@ -107,15 +120,19 @@ def parse_script(lines):
             if value.strip() not in ("stdin", "batch"):
                 raise ScriptError(f"line {i}: RUN is stdin or batch, not {value!r}")
             spec["run"] = value.strip()
-        elif word == "FILE":
+        elif word in ("FILE", "CHECKFILE"):
             name = value.strip()
             if not name or "/" in name or "\\" in name or name.startswith("."):
-                raise ScriptError(f"line {i}: FILE needs a plain file name, not {value!r}")
+                raise ScriptError(f"line {i}: {word} needs a plain file name, not {value!r}")
             body = []
             while i < len(lines) and FILE_LINE.match(lines[i]):
                 body.append(after_colon(FILE_LINE.match(lines[i]).group(1)))
                 i += 1
-            spec["files"][name] = body
+            spec["files" if word == "FILE" else "checkfiles"][name] = body
+        elif word == "NOFILE":
+            if not value.strip():
+                raise ScriptError(f"line {i}: NOFILE needs a pattern")
+            spec["nofiles"].append(value.strip())
     return spec
 
 
@@ -160,6 +177,35 @@ def diff(expected, actual, what):
     return "\n".join(lines)
 
 
+def read_written(path):
+    """The lines of a file that the script wrote, or None when it is missing."""
+    if not os.path.isfile(path):
+        return None
+    with open(path, "rb") as f:
+        data = f.read()
+    if data.startswith(b"\xff\xfe"):
+        text = data[2:].decode("utf-16-le", errors="backslashreplace")
+    else:
+        text = data.decode("utf-8", errors="backslashreplace")
+    return split_lines(text)
+
+
+def check_files(spec, work):
+    """Problems with the files that CHECKFILE and NOFILE name."""
+    problems = []
+    for fname, expected in spec["checkfiles"].items():
+        actual = read_written(os.path.join(work, fname))
+        if actual is None:
+            problems.append(f"file {fname} was not written")
+        elif actual != expected:
+            problems.append(diff(expected, actual, f"file {fname}"))
+    for pattern in spec["nofiles"]:
+        found = glob.glob(os.path.join(work, pattern))
+        if found:
+            problems.append(f"NOFILE {pattern}: found {', '.join(os.path.relpath(f, work) for f in found)}")
+    return problems
+
+
 def windows_path(path):
     return "Z:" + os.path.abspath(path).replace("/", "\\")
 
@@ -179,6 +225,7 @@ def run(args):
     try:
         work = os.path.join(root, "work")
         os.mkdir(work)
+        os.mkdir(os.path.join(root, "temp"))
         ini = os.path.join(root, "bdx.ini")
         open(ini, "wb").close()
         for fname, body in spec["files"].items():
@@ -190,6 +237,8 @@ def run(args):
         # Run by hand: default to the project's own Wine prefix, quietly.
         env.setdefault("WINEPREFIX", os.path.join(PROJECT_ROOT, ".wineprefix"))
         env.setdefault("WINEDEBUG", "-all")
+        if args.progs:
+            env["WINEPATH"] = env["BDX_PROGS"] = windows_path(args.progs)
         cmd = [args.wine, exe, "@" + windows_path(ini)] + spec["args"]
         stdin_path = os.path.join(root, "stdin.txt")
         if spec["run"] == "stdin":
@@ -221,6 +270,7 @@ def run(args):
         # The run's directory changes every time: expectations name it [work].
         raw_out = raw_out.replace(windows_path(work), "[work]")
         raw_err = raw_err.replace(windows_path(work), "[work]")
+        file_problems = check_files(spec, work)
     finally:
         if args.keep:
             print(f"kept {root}")
@@ -229,7 +279,7 @@ def run(args):
 
     out = split_lines(command_output(raw_out) if spec["run"] == "stdin" else raw_out)
     err = split_lines(raw_err)
-    problems = []
+    problems = list(file_problems)
     if code is None:
         problems.append(f"timed out after {TIMEOUT} s")
     if out != spec["out"]:
@@ -253,6 +303,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--bin", required=True, help="directory of BDX.EXE")
     parser.add_argument("--wine", default="wine", help="the wine program")
+    parser.add_argument("--progs", help="directory of the test programs, put first on the PATH")
     parser.add_argument("--keep", action="store_true", help="keep the temporary directory")
     parser.add_argument("script")
     args = parser.parse_args()

@@ -24,12 +24,15 @@ one blank after the colon is syntax, the rest of the line is the value:
     sleep: ms            wait
     file: name           create "name" in the working directory before the
                          shell starts; its lines follow, each as "| line"
+    nofile: pattern      no file in the working directory matches the glob
+                         pattern now
 
 Waits poll the screen every 100 ms and give up after 20 s with a dump of
 the screen.  The tmux server and whatever still runs in it are ended at the
 end, pass or fail.
 """
 import argparse
+import glob
 import os
 import shutil
 import subprocess
@@ -41,7 +44,7 @@ POLL = 0.1
 TIMEOUT = 20.0
 LITERAL_KEYS = {"Home": "\x1b[H", "End": "\x1b[F"}
 ESCAPE_KEYS = ("Escape", "Esc")
-STEPS = ("size", "type", "key", "expect", "expect-line", "expect-not", "expect-exit", "sleep", "file")
+STEPS = ("size", "type", "key", "expect", "expect-line", "expect-not", "expect-exit", "sleep", "file", "nofile")
 
 
 class Failure(Exception):
@@ -97,8 +100,12 @@ class Session:
             time.sleep(POLL)
 
 
-def run_step(s, word, value):
-    if word == "type":
+def run_step(s, word, value, work):
+    if word == "nofile":
+        found = glob.glob(os.path.join(work, value.strip()))
+        if found:
+            raise Failure(f"nofile {value!r}: found {', '.join(os.path.basename(f) for f in found)}")
+    elif word == "type":
         s.tmux("send-keys", "-t", s.name, "-l", value)
     elif word == "key":
         for key in value.split():
@@ -129,6 +136,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--bin", required=True, help="directory of BDX.EXE")
     parser.add_argument("--wine", default="wine", help="the wine program")
+    parser.add_argument("--progs", help="directory of the test programs, put first on the PATH")
     parser.add_argument("--keep", action="store_true", help="keep the temporary directory")
     parser.add_argument("keys")
     args = parser.parse_args()
@@ -156,7 +164,11 @@ def main():
     root = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
     command = ["env", "-u", "PROMPT2", "PROMPT=$P$G",
                "WINEPREFIX=" + os.environ.get("WINEPREFIX", os.path.join(root, ".wineprefix")),
-               "WINEDEBUG=" + os.environ.get("WINEDEBUG", "-all"), args.wine, exe]
+               "WINEDEBUG=" + os.environ.get("WINEDEBUG", "-all")]
+    if args.progs:
+        win = "Z:" + os.path.abspath(args.progs).replace("/", "\\")
+        command += ["WINEPATH=" + win, "BDX_PROGS=" + win]
+    command += [args.wine, exe]
     step = None
     start = time.monotonic()
     try:
@@ -164,7 +176,7 @@ def main():
         s.tmux("new-session", "-d", "-s", s.name, "-x", width, "-y", height, "-c", work, *command,
                ";", "set-option", "-t", s.name, "remain-on-exit", "on")
         for step in steps:
-            run_step(s, step[1], step[2])
+            run_step(s, step[1], step[2], work)
     except Failure as e:
         where = f"line {step[0]} ({step[1]}: {step[2]})" if step else "start"
         print(f"FAIL {name} at {where}: {e}")

@@ -6,7 +6,7 @@
 #include "base/format.h"
 #include "base/options.h"
 #include "base/state.h"
-#include "config/config.h"
+#include "scoped_state.h"
 #include "vars/lists.h"
 #include "vars/vars.h"
 
@@ -14,8 +14,8 @@ namespace {
 
 class Aliases : public ::testing::Test {
 protected:
+    ScopedOptions options_;
     void SetUp() override {
-        IniClear(&aIniFile);
         aNamedLists[LIST_ALIASES] = NAMEDLIST{};
         aNamedLists[LIST_ALIASES].pLocal = AllocListBlock(8192);
         aIniFile.LocalAliases = 1;
@@ -23,7 +23,6 @@ protected:
     void TearDown() override {
         FreeListBlock(aNamedLists[LIST_ALIASES].pLocal);
         aNamedLists[LIST_ALIASES] = NAMEDLIST{};
-        IniClear(&aIniFile);
     }
     void Define(const wchar_t *entry) { ASSERT_EQ(AddVariableToList(entry, &aNamedLists[LIST_ALIASES].pLocal), 0); }
     CString Expand(const wchar_t *text, int *rc = nullptr) {
@@ -162,13 +161,9 @@ int Refuser(CString &) { return 2; }
 
 class SetArithmeticTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        IniClear(&aIniFile);
-        evaluated.clear();
-    }
-    void TearDown() override {
-        for (const wchar_t *n : {L"BDXA", L"BDXB", L"BDXC"}) SetEnvironmentVariableW(n, nullptr);
-    }
+    ScopedOptions options_;
+    ScopedEnvironment environment_{L"BDXA", L"BDXB", L"BDXC"};
+    void SetUp() override { evaluated.clear(); }
     using V = std::vector<CString>;
 };
 

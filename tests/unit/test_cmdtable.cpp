@@ -2,17 +2,16 @@
 // enable state.
 #include <gtest/gtest.h>
 #include "base/options.h"
-#include "config/config.h"
 #include "core/cmdtable.h"
+#include "scoped_state.h"
 
 namespace {
 
 class Lookup : public ::testing::Test {
 protected:
-    void SetUp() override {
-        IniClear(&aIniFile);
-        SetInternalCommands(1);
-    }
+    ScopedOptions options_;
+    ScopedCommandTable table_;
+    void SetUp() override { SetInternalCommands(1); }
     CString Find(const wchar_t *line) {
         BUILTIN *row;
         return FindInternalCommand(line, false, &row) >= 0 ? CString(row->pszName) : CString(L"-");
@@ -80,10 +79,8 @@ TEST_F(Lookup, Flags) {
     EXPECT_EQ(QueryInternalCommandFlags(L"detach"), 0x524u);
     EXPECT_EQ(QueryInternalCommandFlags(L"goto"), 0x202047u);
     EXPECT_EQ(SetInternalCommandFlags(L"nosuch", 1), 2);
-    unsigned old = QueryInternalCommandFlags(L"ver");
     EXPECT_EQ(SetInternalCommandFlags(L"ver", 0x5), 0);
     EXPECT_EQ(QueryInternalCommandFlags(L"ver"), 0x5u);
-    SetInternalCommandFlags(L"ver", old);
 }
 
 }  // namespace

@@ -5,9 +5,8 @@
 #include <vector>
 #include "base/options.h"
 #include "base/state.h"
-#include "config/config.h"
-#include "core/cmdtable.h"
 #include "core/core.h"
+#include "scoped_state.h"
 
 namespace {
 
@@ -22,22 +21,15 @@ int Fail(CString &args) {
     return 1;
 }
 
-struct Swap {
-    BUILTIN *row;
-    CommandHandler saved;
-    Swap(const wchar_t *name, CommandHandler h) {
-        FindInternalCommand(name, true, &row);
-        saved = row->pfnHandler;
-        row->pfnHandler = h;
-    }
-    ~Swap() { row->pfnHandler = saved; }
-};
-
 class CommandLine : public ::testing::Test {
 protected:
-    Swap ok{L"beep", Record}, bad{L"vol", Fail}, detach{L"detach", Record};
+    ScopedOptions options_;
+    ScopedThreadState thread_;
+    ScopedCommandTable table_;
     void SetUp() override {
-        IniClear(&aIniFile);
+        table_.Replace(L"beep", Record);
+        table_.Replace(L"vol", Fail);
+        table_.Replace(L"detach", Record);
         calls.clear();
     }
     std::vector<CString> Run(const wchar_t *line, int *result = nullptr) {
@@ -114,7 +106,7 @@ TEST_F(CommandLine, AtMostAThousandCommands) {
 
 TEST_F(CommandLine, HelpSwitch) {
     // /? never reaches the handler; ECHO has no help and takes /? as text.
-    Swap echo(L"echo", Record);
+    table_.Replace(L"echo", Record);
     EXPECT_EQ(Run(L"beep /?"), V{});
     EXPECT_EQ(Run(L"echo /?"), (V{L"ECHO: /?"}));
 }

@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr int kBadDate = ERROR_BD_BAD_DATE, kBadTime = ERROR_BD_BAD_TIME;
+constexpr int kBadDate = ERROR_BD_INVALID_DATE, kBadTime = ERROR_BD_INVALID_TIME;
 
 TEST(DelayMoment, TimeAloneIsToday) {
     SYSTEMTIME today, t;

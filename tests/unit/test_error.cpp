@@ -9,9 +9,11 @@
 #include "base/options.h"
 #include "base/state.h"
 #include "config/config.h"
+#include "config/ini_internal.h"
 #include "console/console.h"
 #include "core/cmdtable.h"
 #include "core/core.h"
+#include "scoped_state.h"
 
 
 namespace {
@@ -32,24 +34,9 @@ CString ReadAll(const CString &name) {
     return FromCodePage(bytes.data(), (int)got, CP_UTF8);
 }
 
-// What a piece of code writes to one standard handle (as UTF-8).
-template <typename F> CString Capture(DWORD which, F body) {
-    CString name = TempName(L"bdxcap");
-    HANDLE file = CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                              CREATE_ALWAYS, 0, nullptr);
-    HANDLE saved = GetStdHandle(which);
-    SetStdHandle(which, file);
-    body();
-    SetStdHandle(which, saved);
-    CloseHandle(file);
-    CString text = ReadAll(name);
-    DeleteFileW(name.c_str());
-    return text;
-}
-
 int Thrown(int code, const wchar_t *argument, CString *output) {
     int value = 0;
-    *output = Capture(STD_ERROR_HANDLE, [&] {
+    *output = Captured([&] {
         try {
             BDError(code, argument);
         } catch (int thrown) {
@@ -71,16 +58,11 @@ CString SystemText(DWORD code) {
 
 class Errors : public ::testing::Test {
 protected:
+    ScopedOptions options_;
+    ScopedThreadState thread_;
+    ScopedGlobals globals_;
     void SetUp() override {
-        IniClear(&aIniFile);
         aIniFile.Debug = 2;
-        if (!aGlobals.hLanguage) {
-            wchar_t path[MAX_PATH];
-            GetModuleFileNameW(nullptr, path, MAX_PATH);
-            CString dir = path;
-            dir.Truncate(dir.find_last_of(L'\\') + 1);
-            aGlobals.hLanguage = LoadLibraryExW((dir + L"English.dll").c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
-        }
         TLS_VARIABLES *tls = GetTLS();
         tls->aBatchFrames.clear();
         tls->nBatchFrame = -1;
@@ -88,14 +70,8 @@ protected:
         ResetBreakHandling();
         EnableSignals();
     }
-    void TearDown() override {
-        GetTLS()->aBatchFrames.clear();
-        GetTLS()->nBatchFrame = -1;
-        GetTLS()->nOutputEncoding = 0;
-        ResetBreakHandling();
-    }
     static CString Report(int code, const wchar_t *argument) {
-        return Capture(STD_ERROR_HANDLE, [&] { EXPECT_EQ(BDError(code, argument), 2); });
+        return Captured([&] { EXPECT_EQ(BDError(code, argument), 2); });
     }
     static BATCHFRAME &PushFrame() {
         TLS_VARIABLES *tls = GetTLS();
@@ -130,7 +106,7 @@ TEST_F(Errors, SystemCodesUseTheSystemsText) {
     ASSERT_FALSE(notFound.empty());
     EXPECT_EQ(Report(ERROR_FILE_NOT_FOUND, L"x.txt"), notFound + L" \"x.txt\"\r\n");
     EXPECT_EQ(GetTLS()->nSysError, ERROR_FILE_NOT_FOUND);
-    CString output = Capture(STD_ERROR_HANDLE, [] {
+    CString output = Captured([] {
         SetLastError(ERROR_ACCESS_DENIED);
         BDError(0, nullptr);
     });
@@ -157,7 +133,6 @@ TEST_F(Errors, BatchFilePositionComesFirst) {
     frame.fFlags = 0;
     Report(ERROR_BD_UNKNOWN_COMMAND, L"foo");
     EXPECT_EQ(aGlobals.nDebuggerMode, 1);
-    aGlobals.nDebuggerMode = 0;
 }
 
 TEST_F(Errors, OnErrorTakesOverSilently) {
@@ -182,13 +157,11 @@ TEST_F(Errors, ErrorLogAppendsStampedEntries) {
     DWORD done;
     WriteFile(h, "old\r\n", 5, &done, nullptr);
     CloseHandle(h);
-    std::wstring name = log;
-    aIniFile.LogErrorsName = name.data();
+    SetStringOption(&aIniFile, *FindOption(L"LogErrorsName"), log.c_str());
     aIniFile.LogErrors = 1;
     Report(ERROR_BD_UNKNOWN_COMMAND, L"foo");
     PushFrame();
     Report(ERROR_BD_UNKNOWN_COMMAND, L"bar");
-    aIniFile.LogErrorsName = nullptr;
     CString text = ReadAll(log);
     DeleteFileW(log.c_str());
     CString pid = FormatStr(L"[%u] ", (unsigned)GetCurrentProcessId());
@@ -204,11 +177,9 @@ TEST_F(Errors, ErrorLogAppendsStampedEntries) {
 }
 
 TEST_F(Errors, LookupToolMissing) {
-    CString saved = aGlobals.sExecutablePath;
     aGlobals.sExecutablePath = L"C:\\nowhere\\";
     CString args;
-    CString output = Capture(STD_ERROR_HANDLE, [&] { EXPECT_EQ(Lookuperrors_Command(args), 2); });
-    aGlobals.sExecutablePath = saved;
+    CString output = Captured([&] { EXPECT_EQ(Lookuperrors_Command(args), 2); });
     EXPECT_EQ(output, L"The error lookup tool \"C:\\nowhere\\lookuperrors.exe\" is not installed\r\n");
 }
 
@@ -222,10 +193,6 @@ protected:
     void TearDown() override {
         SleepEx(0, TRUE);
         CloseHandle(aGlobals.hMainThread);
-        aGlobals.hMainThread = nullptr;
-        GetTLS()->nSelectionStart = -1;
-        GetTLS()->fBreakInEdit = 0;
-        Errors::TearDown();
     }
     // Ctrl+C as the system delivers it: the handler on another thread.
     static void PressCtrlC() {
@@ -282,10 +249,8 @@ int PressAndPause(CString &) {
 }
 
 TEST_F(Breaks, CtrlCEndsAPauseAndUnwindsTheLine) {
-    BUILTIN *row;
-    FindInternalCommand(L"vol", true, &row);
-    CommandHandler saved = row->pfnHandler;
-    row->pfnHandler = PressAndPause;
+    ScopedCommandTable table;
+    table.Replace(L"vol", PressAndPause);
     ULONGLONG start = GetTickCount64();
     int value = 0;
     try {
@@ -293,7 +258,6 @@ TEST_F(Breaks, CtrlCEndsAPauseAndUnwindsTheLine) {
     } catch (int thrown) {
         value = thrown;
     }
-    row->pfnHandler = saved;
     EXPECT_EQ(value, BREAK_CTRL_C);
     EXPECT_LT(GetTickCount64() - start, 3000u);
 }

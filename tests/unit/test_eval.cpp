@@ -11,6 +11,7 @@
 #include "base/format.h"
 #include "base/options.h"
 #include "base/state.h"
+#include "scoped_state.h"
 #include "vars/eval.h"
 
 namespace {
@@ -19,16 +20,14 @@ namespace {
 // and thousands characters.
 class Eval : public ::testing::Test {
 protected:
+    ScopedOptions options_;
     void SetUp() override {
-        saved_ = aIniFile;
         aIniFile.EvalMin = 0;
         aIniFile.EvalMax = 10;
         aIniFile.DecimalChar = 1;
         aIniFile.ThousandsChar = 2;
         aIniFile.CMDVariables = 0;
     }
-    void TearDown() override { aIniFile = saved_; }
-    INIFILE saved_;
 };
 
 // The result, or "error <hex code>".
@@ -169,9 +168,9 @@ TEST_F(Eval, CountryCharacters) {
     EXPECT_EQ(E(L"1/4"), L"0,25");
     EXPECT_EQ(E(L"1.000,5+1"), L"1001,5");
     EXPECT_EQ(E(L"1/3=2,2"), L"0,33");
+    ScopedEnvironment environment{L"EVT_COMMA"};
     SetEnvironmentVariableW(L"EVT_COMMA", L"2,5");
     EXPECT_EQ(E(L"EVT_COMMA*2"), L"5");
-    SetEnvironmentVariableW(L"EVT_COMMA", nullptr);
 }
 
 TEST_F(Eval, ErrorCodes) {
@@ -209,6 +208,7 @@ TEST_F(Eval, ErrorCodes) {
 }
 
 TEST_F(Eval, Variables) {
+    ScopedEnvironment environment{L"EVT_A", L"EVT_Q", L"EVT_BIG", L"EVT_WORD", L"EVT_NEG", L"ORDER"};
     SetEnvironmentVariableW(L"EVT_A", L"5");
     SetEnvironmentVariableW(L"EVT_Q", L"\" 7 \"");
     SetEnvironmentVariableW(L"EVT_BIG", L"1,000.5");
@@ -225,11 +225,10 @@ TEST_F(Eval, Variables) {
     EXPECT_EQ(E(L"EVT_WORD+1"), SYNTAX);
     EXPECT_EQ(E(L"order+1"), L"1");             // operator words are whole words only
     EXPECT_EQ(E(L"PI*2=4"), L"6.2831");
-    for (const wchar_t *name : {L"EVT_A", L"EVT_Q", L"EVT_BIG", L"EVT_WORD", L"EVT_NEG"})
-        SetEnvironmentVariableW(name, nullptr);
 }
 
 TEST_F(Eval, Assignments) {
+    ScopedEnvironment environment{L"EVT_A", L"EVT_B", L"EVT_C", L"EVT_G", L"EVT_X", L"EVT_Y", L"EVT_Z"};
     SetEnvironmentVariableW(L"EVT_C", nullptr);
     CString part = L"EVT_X = 6*7";
     EXPECT_EQ(EvaluateAssignment(part, 0), 0);
@@ -272,8 +271,6 @@ TEST_F(Eval, Assignments) {
     EXPECT_NE(EvaluateAssignmentList(L" , ", 0, nullptr), 0);
     aIniFile.CMDVariables = 1;
     EXPECT_EQ(Assign(L"(1, 2+3)"), L"5");
-    for (const wchar_t *name : {L"EVT_A", L"EVT_B", L"EVT_C", L"EVT_G", L"EVT_X", L"EVT_Y", L"EVT_Z"})
-        SetEnvironmentVariableW(name, nullptr);
 }
 
 TEST_F(Eval, GcdLcmAndRotations) {

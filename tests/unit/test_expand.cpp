@@ -6,7 +6,7 @@
 #include "base/format.h"
 #include "base/options.h"
 #include "base/state.h"
-#include "config/config.h"
+#include "scoped_state.h"
 #include "vars/expand.h"
 #include "vars/vars.h"
 
@@ -18,48 +18,19 @@ CString TempDirectory() {
     return dir;
 }
 
-// Standard error goes to a temporary file while this lives.
-struct ErrorCapture {
-    HANDLE hFile, hSaved;
-    ErrorCapture() : hSaved(GetStdHandle(STD_ERROR_HANDLE)) {
-        CString name = TempDirectory() + FormatStr(L"bdu%lx.err", GetCurrentProcessId());
-        hFile = CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                            CREATE_ALWAYS, FILE_FLAG_DELETE_ON_CLOSE, nullptr);
-        SetStdHandle(STD_ERROR_HANDLE, hFile);
-    }
-    ~ErrorCapture() {
-        SetStdHandle(STD_ERROR_HANDLE, hSaved);
-        CloseHandle(hFile);
-    }
-    CString Text() {
-        LARGE_INTEGER size{}, zero{};
-        GetFileSizeEx(hFile, &size);
-        SetFilePointerEx(hFile, zero, nullptr, FILE_BEGIN);
-        std::string bytes((size_t)size.QuadPart, '\0');
-        DWORD got = 0;
-        ReadFile(hFile, bytes.data(), (DWORD)bytes.size(), &got, nullptr);
-        SetFilePointerEx(hFile, zero, nullptr, FILE_END);
-        return FromCodePage(bytes.data(), (int)got, GetConsoleOutputCP() ? GetConsoleOutputCP() : GetACP());
-    }
-};
-
 class Expand : public ::testing::Test {
 protected:
-    ErrorCapture errors;
+    ScopedOptions options_;
+    ScopedThreadState thread_;
+    ScopedGlobals globals_;
+    ScopedEnvironment environment_{L"bdxa", L"bdxb", L"bdxc", L"bdxp", L"ERRORLEVEL", L"1", L"_batch"};
+    ScopedCapture errors;
     int rc = 0;
-    // The error texts come from the language module beside the tests.
-    static void SetUpTestSuite() {
-        if (!aGlobals.hLanguage) aGlobals.hLanguage = LoadLibraryExW(L"English.dll", nullptr, LOAD_LIBRARY_AS_DATAFILE);
-    }
     void SetUp() override {
-        IniClear(&aIniFile);
         aGlobals.fDelayedExpansion = 0;
         for (const wchar_t *name : {L"bdxa", L"bdxb", L"bdxc", L"bdxp", L"ERRORLEVEL"}) Set(name, nullptr);
     }
     void TearDown() override {
-        TLS_VARIABLES *tls = GetTLS();
-        tls->aBatchFrames.clear();
-        tls->nBatchFrame = -1;
         for (wchar_t c : {L'a', L'x'}) DeleteForVariable(CString(1, c).c_str());
     }
     static void Set(const wchar_t *name, const wchar_t *value) { SetEnvironmentVariableW(name, value); }
@@ -224,7 +195,6 @@ TEST_F(Expand, DelayedNames) {
     aGlobals.fDelayedExpansion = 1;
     EXPECT_EQ(X(L"echo hi! !bdxa! !bdxa:~1! `!bdxa!` ^!bdxa!"), L"echo hi! abc bc `!bdxa!` ^!bdxa!");
     EXPECT_EQ(X(L"echo [!bdxnone!] & echo !bdxa!"), L"echo [] & echo !bdxa!");
-    aGlobals.fDelayedExpansion = 0;
 }
 
 TEST_F(Expand, FunctionsReachTheDispatcher) {
@@ -304,7 +274,6 @@ TEST_F(Expand, InternalVariablesAfterTheEnvironment) {
     EXPECT_EQ(X(L"[%_batch] [%_bdxnosuch]"), L"[1] []");
     Set(L"_batch", L"mine");
     EXPECT_EQ(X(L"[%_batch]"), L"[mine]");
-    Set(L"_batch", nullptr);
 }
 
 TEST_F(Expand, CommandWordFromAVariable) {

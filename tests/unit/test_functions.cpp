@@ -4,8 +4,7 @@
 #include "base/errors.h"
 #include "base/options.h"
 #include "base/state.h"
-#include "config/config.h"
-#include "core/cmdtable.h"
+#include "scoped_state.h"
 #include "vars/func_internal.h"
 #include "vars/functions.h"
 
@@ -33,7 +32,8 @@ int Rc(const wchar_t *name, const wchar_t *args) { return Call(name, args).rc; }
 
 class Functions : public ::testing::Test {
 protected:
-    void SetUp() override { IniClear(&aIniFile); }
+    ScopedOptions options_;
+    ScopedThreadState thread_;
 };
 
 struct DefRow {
@@ -113,22 +113,31 @@ TEST_F(Functions, UnknownAndSpecialNames) {
     EXPECT_EQ(Rc(L"@regquery_64", L"hkcu\\x"), ERROR_BD_FUNC_NOT_AVAILABLE);
     EXPECT_EQ(Rc(L"@regquery_16", L"hkcu\\x"), 1);
     EXPECT_EQ(V(L"@arrayize", L"a b, c"), L"a b, c");
+    EXPECT_EQ(V(L"@smart", L"c:"), L"c:");
+    EXPECT_EQ(V(L"@WSLNAME", L"x y"), L"x y");
     EXPECT_EQ(V(L"@LeFt", L"2,abc"), L"ab");
     // Text quoted twice over (from @eval) loses one quote at each end.
     EXPECT_EQ(V(L"@len", L"\"\"abc\"\""), L"5");
 }
 
-// The language module beside the test program.
-void LoadLanguage() {
-    if (aGlobals.hLanguage) return;
-    CString path(MAX_PATH + 1, L'\0');
-    path.resize(GetModuleFileNameW(nullptr, path.data(), MAX_PATH + 1));
-    path = path.Left(path.find_last_of(L'\\') + 1) + L"English.dll";
-    aGlobals.hLanguage = LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE);
+// @INC and @DEC go through the evaluator: exact at any length, on any
+// expression, with the evaluator's errors.
+TEST_F(Functions, IncAndDec) {
+    EXPECT_EQ(V(L"@inc", L"41"), L"42");
+    EXPECT_EQ(V(L"@dec", L"0"), L"-1");
+    EXPECT_EQ(V(L"@dec", L"-5"), L"-6");
+    EXPECT_EQ(V(L"@inc", L"1.25"), L"2.25");
+    EXPECT_EQ(V(L"@inc", L"99999999999999999999"), L"100000000000000000000");
+    EXPECT_EQ(V(L"@dec", L"2*3"), L"5");
+    CString errors = Captured([] {
+        EXPECT_EQ(Rc(L"@inc", L"(1"), -2);
+        EXPECT_EQ(Rc(L"@dec", L"1/0"), -2);
+    });
+    EXPECT_NE(errors.find(L"Unbalanced parentheses"), CString::npos);
+    EXPECT_NE(errors.find(L"Division by zero"), CString::npos);
 }
 
 TEST_F(Functions, NotAvailableHasItsOwnMessage) {
-    LoadLanguage();
     ASSERT_NE(aGlobals.hLanguage, nullptr);
     CString text = ErrorMessage(ERROR_BD_FUNC_NOT_AVAILABLE, L"%@lua[x]");
     EXPECT_EQ(text, L"This function is not available yet \"%@lua[x]\"\r\n");
@@ -422,10 +431,8 @@ int CountCaptureFiles() {
 }  // namespace
 
 TEST_F(Functions, ExecRunsACommandAndRestoresState) {
-    BUILTIN *row;
-    FindInternalCommand(L"beep", true, &row);
-    CommandHandler saved = row->pfnHandler;
-    row->pfnHandler = ReportFive;
+    ScopedCommandTable table;
+    table.Replace(L"beep", ReportFive);
     aIniFile.ParseFlags = PF_NO_REDIRECTION | PF_NO_ALIASES;
     HANDLE out = GetStdHandle(STD_OUTPUT_HANDLE);
     EXPECT_EQ(V(L"@exec", L"beep"), L"5");
@@ -437,7 +444,6 @@ TEST_F(Functions, ExecRunsACommandAndRestoresState) {
     EXPECT_NE(seenStdOut, out);  // the command wrote into the capture file
     EXPECT_EQ(GetStdHandle(STD_OUTPUT_HANDLE), out);
     EXPECT_EQ(CountCaptureFiles(), before);
-    row->pfnHandler = saved;
 }
 
 TEST_F(Functions, ExecstrTakesALineOfOutput) {

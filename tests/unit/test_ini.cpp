@@ -13,6 +13,7 @@
 #include "config/config.h"
 #include "config/ini_internal.h"
 #include "core/cmdtable.h"
+#include "scoped_state.h"
 
 namespace {
 
@@ -49,37 +50,17 @@ std::string Utf16WithBom(const std::wstring &text) {
     return bytes;
 }
 
-// Everything written to standard error (or output) while fn runs.
-CString CaptureErrors(const std::function<void()> &fn, DWORD which = STD_ERROR_HANDLE) {
-    TempDir dir;
-    CString path = dir.Write(L"captured.txt", "");
-    HANDLE h = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-    HANDLE saved = GetStdHandle(which);
-    SetStdHandle(which, h);
-    fn();
-    SetStdHandle(which, saved);
-    SetFilePointer(h, 0, nullptr, FILE_BEGIN);
-    std::string bytes(65536, '\0');
-    DWORD got = 0;
-    ReadFile(h, bytes.data(), (DWORD)bytes.size(), &got, nullptr);
-    CloseHandle(h);
-    return FromCodePage(bytes.data(), (int)got, CP_UTF8);
-}
-
 class Ini : public ::testing::Test {
 protected:
+    ScopedOptions options_;
+    ScopedCommandTable table_;
     INIFILE block{};
     void SetUp() override {
         IniClear(&block);
         block.PauseOnError = 0;
-        IniClear(&aIniFile);
         aIniFile.PauseOnError = 0;
     }
-    void TearDown() override {
-        FreeIniStrings(&block);
-        IniClear(&aIniFile);
-        SetInternalCommands(1);
-    }
+    void TearDown() override { FreeIniStrings(&block); }
     // IniLine on the test's block; the error text in *error.
     int Line(const wchar_t *text, CString *error = nullptr, int fromOption = 0) {
         CString line = text;
@@ -236,7 +217,7 @@ TEST_F(Ini, SectionsAndSkipMasks) {
     CString file = dir.Write(L"sections.ini",
                              "History=5000\r\n[Primary]\r\nAmPm=Yes\r\n[Secondary]\r\nAmPm=Auto\r\nHistMin=7\r\n"
                              "[Disabled]\r\ndir=\r\nNot an option\r\n[9BX]\r\nBeepFreq=880\r\n");
-    CString errors = CaptureErrors([&] { EXPECT_EQ(IniParse(file.c_str(), &block, INI_SECTION_SECONDARY), 0); });
+    CString errors = Captured([&] { EXPECT_EQ(IniParse(file.c_str(), &block, INI_SECTION_SECONDARY), 0); });
     EXPECT_EQ(errors, L"");
     EXPECT_EQ(block.History, 5000u);
     EXPECT_EQ(block.AmPm, 1);
@@ -256,14 +237,14 @@ TEST_F(Ini, SectionsAndSkipMasks) {
 TEST_F(Ini, BadLinesAreReportedAndReadingGoesOn) {
     TempDir dir;
     CString file = dir.Write(L"bad.ini", "; comment\r\nHistory=0x100\r\n\r\nFoo=1\r\nAmPm=Yes\r\n");
-    CString errors = CaptureErrors([&] { IniParse(file.c_str(), &block, 0); });
+    CString errors = Captured([&] { IniParse(file.c_str(), &block, 0); });
     EXPECT_EQ(errors, file + L" [2]  Invalid numeric value for \"History=0x100\"\r\n" + file +
                           L" [4]  Invalid item name \"Foo=1\"\r\n");
     EXPECT_EQ(block.History, 20000u);
     EXPECT_EQ(block.AmPm, 1);
 
     CString quiet = dir.Write(L"quiet.ini", "NoINIErrors=Yes\r\nHistory=0x100\r\n");
-    EXPECT_EQ(CaptureErrors([&] { IniParse(quiet.c_str(), &block, 0); }), L"");
+    EXPECT_EQ(Captured([&] { IniParse(quiet.c_str(), &block, 0); }), L"");
 }
 
 TEST_F(Ini, Includes) {
@@ -273,7 +254,7 @@ TEST_F(Ini, Includes) {
     dir.Write(L"level2.ini", "HistMin=2\r\nInclude=level3.ini\r\n");
     dir.Write(L"level1.ini", "BeepLength=9\r\nInclude=level2.ini\r\n");
     CString main = dir.Write(L"main.ini", "Include=nothere.ini\r\nInclude=level1.ini\r\nAmPm=Yes\r\n");
-    CString errors = CaptureErrors([&] { EXPECT_EQ(IniParse(main.c_str(), &block, 0), 0); });
+    CString errors = Captured([&] { EXPECT_EQ(IniParse(main.c_str(), &block, 0), 0); });
     EXPECT_EQ(errors, main + L" [1]  Include file not found \"Include=nothere.ini\"\r\n" + dir.sPath +
                           L"\\level4.ini [1]  Include files nested too deeply\r\n");
     EXPECT_EQ(block.BeepLength, 9u);
@@ -438,7 +419,7 @@ TEST_F(Ini, ListingReadsBack) {
         CString line = text;
         IniLine(line, &aIniFile, 0, 0, &error);
     }
-    CString listing = CaptureErrors([] {
+    CString listing = Captured([] {
         CString none;
         EXPECT_EQ(Option_Command(none), 0);
     }, STD_OUTPUT_HANDLE);
@@ -450,7 +431,7 @@ TEST_F(Ini, ListingReadsBack) {
     CString file = dir.Write(L"listing.ini", ToCodePage(listing.c_str(), listing.GetLength(), CP_UTF8));
     IniClear(&aIniFile);
     aIniFile.PauseOnError = 0;
-    EXPECT_EQ(CaptureErrors([&] { EXPECT_EQ(IniParse(file.c_str(), &aIniFile, 0), 0); }), L"");
+    EXPECT_EQ(Captured([&] { EXPECT_EQ(IniParse(file.c_str(), &aIniFile, 0), 0); }), L"");
     EXPECT_EQ(aIniFile.History, 9000u);
     EXPECT_EQ(aIniFile.AmPm, 1);
     EXPECT_EQ(Str(aIniFile.Editor), L"ed it");
@@ -463,7 +444,7 @@ TEST_F(Ini, SetdosSwitches) {
     auto setdos = [](const wchar_t *text) {
         CString args = text;
         int rc = 0;
-        CaptureErrors([&] { rc = Setdos_Command(args); });
+        Captured([&] { rc = Setdos_Command(args); });
         return rc;
     };
     EXPECT_EQ(setdos(L"/E126 /P36 /X-15A"), 0);

@@ -5,6 +5,8 @@
 #include "base/format.h"
 #include "base/options.h"
 #include "base/state.h"
+#include "files/dates.h"
+#include "scoped_state.h"
 #include "vars/functions.h"
 #include "vars/internals.h"
 
@@ -88,8 +90,8 @@ TEST(InternalVariables, AbsentComponentsHaveNoValue) {
 }
 
 TEST(InternalVariables, ExitCodesAndResults) {
+    ScopedThreadState thread;
     TLS_VARIABLES *tls = GetTLS();
-    int savedExit = tls->nExitCode, savedResult = tls->nLastResult;
     tls->nExitCode = 42;
     tls->nLastResult = 7;
     EXPECT_EQ(Var(L"?"), L"42");
@@ -98,11 +100,10 @@ TEST(InternalVariables, ExitCodesAndResults) {
     EXPECT_EQ(Var(L"_?"), L"7");
     tls->nLastResult = -3;
     EXPECT_EQ(Var(L"_?"), L"-3");
-    tls->nExitCode = savedExit;
-    tls->nLastResult = savedResult;
 }
 
 TEST(InternalVariables, BatchFrameState) {
+    ScopedThreadState thread;
     TLS_VARIABLES *tls = GetTLS();
     ASSERT_EQ(tls->nBatchFrame, -1);
     EXPECT_EQ(Var(L"_batch"), L"0");
@@ -116,29 +117,26 @@ TEST(InternalVariables, BatchFrameState) {
     EXPECT_EQ(Var(L"_BatchName"), L"C:\\work\\inner.btm");
     EXPECT_EQ(Var(L"_batchline"), L"12");
     EXPECT_EQ(Var(L"_batchtype"), L"2");
-    tls->nBatchFrame = -1;
-    tls->aBatchFrames.clear();
 }
 
 TEST(InternalVariables, ShellStateFollowsItsFields) {
-    unsigned saved = aIniFile.ParseFlags;
-    aIniFile.ParseFlags = 0;
+    ScopedOptions options;
+    ScopedThreadState thread;
+    ScopedEnvironment environment{L"CMDLINE2"};
     EXPECT_EQ(Var(L"_expansion"), L"0");
     aIniFile.ParseFlags = PF_NO_ALIASES | PF_NO_VARIABLES | 0x100 | 0x200;
     EXPECT_EQ(Var(L"_expansion"), L"139");  // bit 9 is never shown
-    aIniFile.ParseFlags = saved;
 
     GetTLS()->nDetachPid = 4321;
     EXPECT_EQ(Var(L"_detachpid"), L"4321");
-    GetTLS()->nDetachPid = 0;
     EXPECT_EQ(Var(L"_pid"), FormatStr(L"%u", GetCurrentProcessId()));
 
     SetEnvironmentVariableW(L"CMDLINE2", L"echo %_cmdline");
     EXPECT_EQ(Var(L"_cmdline"), L"echo ");
-    SetEnvironmentVariableW(L"CMDLINE2", nullptr);
 }
 
 TEST(InternalVariables, ReducedModeHidesEverythingButTheExitCode) {
+    ScopedGlobals globals;
     aGlobals.fCompatibility = 1;
     EXPECT_EQ(Var(L"_cwd"), L"<null>");
     EXPECT_TRUE(IsNumber(Var(L"?")));
@@ -238,6 +236,8 @@ TEST(CommandCounters, ReadTheBoundIntegers) {
 }
 
 TEST(InternalVariables, EchoAndEditingStateFollowTheFrame) {
+    ScopedOptions options;
+    ScopedThreadState thread;
     TLS_VARIABLES *tls = GetTLS();
     tls->fInteractiveEcho = 1;
     EXPECT_EQ(Var(L"_echo"), L"1");
@@ -258,7 +258,6 @@ TEST(InternalVariables, EchoAndEditingStateFollowTheFrame) {
     EXPECT_EQ(Var(L"_editmode"), L"0");
     aIniFile.nSecondary = 2;
     EXPECT_EQ(Var(L"_shell"), L"2");
-    aIniFile.nSecondary = 0;
 }
 
 TEST(InternalVariables, TimeZoneAgreesWithTheSystem) {

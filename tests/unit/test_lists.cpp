@@ -7,7 +7,7 @@
 #include "base/locale.h"
 #include "base/options.h"
 #include "base/state.h"
-#include "config/config.h"
+#include "scoped_state.h"
 #include "vars/lists.h"
 
 namespace {
@@ -34,8 +34,10 @@ using V = std::vector<CString>;
 
 class Lists : public ::testing::Test {
 protected:
+    ScopedOptions options_;
+    ScopedThreadState thread_;
+    ScopedGlobals globals_;
     void SetUp() override {
-        IniClear(&aIniFile);
         for (NAMEDLIST &l : aNamedLists) l = NAMEDLIST{};
         aNamedLists[LIST_ALIASES].pLocal = AllocListBlock(4096);
         aNamedLists[LIST_FUNCTIONS].pLocal = AllocListBlock(4096);
@@ -47,7 +49,6 @@ protected:
             DetachSharedList(kind);
             aNamedLists[kind] = NAMEDLIST{};
         }
-        IniClear(&aIniFile);
     }
     wchar_t *&aliases() { return aNamedLists[LIST_ALIASES].pLocal; }
     int Add(const wchar_t *entry) { return AddVariableToList(entry, &aliases()); }
@@ -230,11 +231,9 @@ TEST_F(Lists, ConvertingToLocalKeepsWhatWasSeen) {
 
 TEST_F(Lists, WithoutAConsoleTheListsArePrivate) {
     TearDown();
-    int saved = aGlobals.fNoConsole;
     aGlobals.fNoConsole = 1;
     aIniFile.AliasLocalSize = 5000;
     InitializeLocalGlobalLists();
-    aGlobals.fNoConsole = saved;
     for (int kind = 0; kind < 2; kind++) {
         EXPECT_NE(aNamedLists[kind].pLocal, nullptr);
         EXPECT_EQ(aNamedLists[kind].pGlobal, nullptr);

@@ -3,29 +3,29 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <thread>
+#include "base/errors.h"
 #include "base/options.h"
 #include "base/state.h"
 #include "console/console.h"
 #include "console/screen.h"
 #include "core/cmdtable.h"
+#include "scoped_state.h"
 
 namespace {
 
 class OutputFile : public ::testing::Test {
 protected:
+    ScopedOptions options_;
+    ScopedThreadState thread_;
     void SetUp() override {
         wchar_t dir[MAX_PATH], name[MAX_PATH];
         GetTempPathW(MAX_PATH, dir);
         GetTempFileNameW(dir, L"bdo", 0, name);
         path_ = name;
-        savedMode_ = GetTLS()->nOutputEncoding;
-        savedIni_ = aIniFile;
     }
     void TearDown() override {
         Close();
         DeleteFileW(path_.c_str());
-        GetTLS()->nOutputEncoding = savedMode_;
-        aIniFile = savedIni_;
     }
     HANDLE Open(DWORD disposition, DWORD access = GENERIC_READ | GENERIC_WRITE) {
         Close();
@@ -54,8 +54,6 @@ protected:
     }
     CString path_;
     HANDLE file_ = INVALID_HANDLE_VALUE;
-    int savedMode_ = 0;
-    INIFILE savedIni_;
 };
 
 TEST_F(OutputFile, EncodingsGiveTheirBytes) {
@@ -108,9 +106,8 @@ TEST_F(OutputFile, LongTextIsWholeAcrossChunkSeams) {
 }
 
 TEST_F(OutputFile, PrintingFamilyGoesToStandardOutput) {
-    HANDLE saved = GetStdHandle(STD_OUTPUT_HANDLE);
     GetTLS()->nOutputEncoding = 2;
-    SetStdHandle(STD_OUTPUT_HANDLE, Open(CREATE_ALWAYS));
+    ScopedStdHandle output(STD_OUTPUT_HANDLE, Open(CREATE_ALWAYS));
     EXPECT_EQ(Printf(L"%d-%s", 42, L"x"), 4);
     QPuts(L"|");
     CrLf();
@@ -120,17 +117,16 @@ TEST_F(OutputFile, PrintingFamilyGoesToStandardOutput) {
     aIniFile.StdColors = 0x1E;
     CString echo = L" hi";
     Echo_Command(echo);
-    SetStdHandle(STD_OUTPUT_HANDLE, saved);
+    output.Restore();
     EXPECT_EQ(Bytes(), "42-x|\r\nc[col]hi\r\n");
 }
 
 TEST_F(OutputFile, ErrorColorsLeaveARedirectedErrorPlain) {
-    HANDLE saved = GetStdHandle(STD_ERROR_HANDLE);
     GetTLS()->nOutputEncoding = 2;
     aIniFile.ErrorColors = 0x0C;
-    SetStdHandle(STD_ERROR_HANDLE, Open(CREATE_ALWAYS));
+    ScopedStdHandle error(STD_ERROR_HANDLE, Open(CREATE_ALWAYS));
     Qprintf(StdErr(), L"bad\r\nthing\r\n");
-    SetStdHandle(STD_ERROR_HANDLE, saved);
+    error.Restore();
     EXPECT_EQ(Bytes(), "bad\r\nthing\r\n");
 }
 
@@ -145,18 +141,15 @@ TEST_F(OutputFile, PendingBreakWritesNothing) {
     EXPECT_THROW(Qprintf(h, L"no"), int);
     EXPECT_EQ(GetTLS()->fBreakPending, 0);
     EXPECT_EQ(wwriteXP(h, L"yes", 3), 3);
-    GetTLS()->fBreakPending = 0;
-    GetTLS()->fBreakHandled = 0;
     EXPECT_EQ(Bytes(), "yes");
 }
 
 TEST_F(OutputFile, PagingIsOffWhenOutputIsNoConsole) {
-    HANDLE saved = GetStdHandle(STD_OUTPUT_HANDLE);
-    SetStdHandle(STD_OUTPUT_HANDLE, Open(CREATE_ALWAYS));
+    ScopedStdHandle output(STD_OUTPUT_HANDLE, Open(CREATE_ALWAYS));
     StartPaging(true, 0);
     EXPECT_EQ(GetTLS()->nPageLength, 0);
     for (int i = 0; i < 100; i++) PagePause();
-    SetStdHandle(STD_OUTPUT_HANDLE, saved);
+    output.Restore();
     EXPECT_EQ(Bytes(), "");
 }
 
@@ -171,13 +164,12 @@ TEST(OutputPipe, BytesArriveWholeAndWithoutMark) {
         DWORD got;
         while (ReadFile(readEnd, buffer, sizeof(buffer), &got, nullptr) && got) received.append(buffer, got);
     });
-    int saved = GetTLS()->nOutputEncoding;
+    ScopedThreadState thread;
     GetTLS()->nOutputEncoding = 3;
     std::wstring text(100000, L'p');
     EXPECT_EQ(wwriteXP(writeEnd, text.c_str(), (int)text.size()), 200000);
     GetTLS()->nOutputEncoding = 2;
     EXPECT_EQ(wwriteXP(writeEnd, L"\x00FC", 1), 2);
-    GetTLS()->nOutputEncoding = saved;
     CloseHandle(writeEnd);
     reader.join();
     CloseHandle(readEnd);

@@ -3,14 +3,14 @@
 #include <gtest/gtest.h>
 #include "base/args.h"
 #include "base/options.h"
-#include "config/config.h"
 #include "net/net.h"
+#include "scoped_state.h"
 
 namespace {
 
 class Scan : public ::testing::Test {
 protected:
-    void SetUp() override { IniClear(&aIniFile); }
+    ScopedOptions options_;
     int At(const wchar_t *text, const wchar_t *stops = nullptr, const wchar_t *quotes = L"`\"") {
         return ScanIndex(text, stops, quotes);
     }
@@ -103,7 +103,7 @@ TEST_F(Scan, UrlKinds) {
 }
 
 TEST(Escapes, Translation) {
-    IniClear(&aIniFile);
+    ScopedOptions options;
     CString s = L"a^tb^qc^^d^";
     UnEscapeLine(s);
     EXPECT_EQ(s, L"a\tb\"c^d^");  // a trailing escape stays

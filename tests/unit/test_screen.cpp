@@ -7,14 +7,18 @@
 #include "base/format.h"
 #include "base/options.h"
 #include "base/state.h"
+#include "config/config.h"
+#include "config/ini_internal.h"
 #include "console/console.h"
 #include "console/screen.h"
 #include "core/cmdtable.h"
+#include "scoped_state.h"
 
 namespace {
 
 class ConsoleScreen : public ::testing::Test {
 protected:
+    ScopedOptions options_;
     void SetUp() override {
         // The console output handle, as start-up opens it; standard output
         // may be redirected to keep the test's report.
@@ -22,12 +26,8 @@ protected:
             aGlobals.hConOut = CreateFileW(L"CONOUT$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                            nullptr, OPEN_EXISTING, 0, nullptr);
         if (!ConsoleOutputHandle()) GTEST_SKIP() << "no console";
-        savedIni_ = aIniFile;
         Scroll(0, 0, GetScrRows(), GetScrCols() - 1, 0, 0x07);
         SetCursorPosition(0, 0);
-    }
-    void TearDown() override {
-        if (ConsoleOutputHandle()) aIniFile = savedIni_;
     }
     // The characters and attributes of count cells at a window position.
     CString Text(int row, int col, int count) {
@@ -44,7 +44,6 @@ protected:
         for (auto &c : cells) out.push_back(c.Attributes & 0xFF);
         return out;
     }
-    INIFILE savedIni_;
 };
 
 TEST_F(ConsoleScreen, CellWritesLeaveTheCursorAlone) {
@@ -153,15 +152,14 @@ TEST_F(ConsoleScreen, ErrorColorsColourStandardErrorOnTheConsole) {
 }
 
 TEST_F(ConsoleScreen, EchoWritesInStdColors) {
-    HANDLE saved = GetStdHandle(STD_OUTPUT_HANDLE);
-    SetStdHandle(STD_OUTPUT_HANDLE, ConsoleOutputHandle());
+    ScopedStdHandle output(STD_OUTPUT_HANDLE, ConsoleOutputHandle());
     aIniFile.StdColors = 0x1E;
     SetCursorPosition(4, 0);
     CString args = L" one";
     Echo_Command(args);
     args = L" two";
     Echos_Command(args);
-    SetStdHandle(STD_OUTPUT_HANDLE, saved);
+    output.Restore();
     EXPECT_EQ(Text(4, 0, 4) + Text(5, 0, 4), CString(L"one two "));
     EXPECT_EQ(Attributes(5, 0, 4), (std::vector<int>{0x1E, 0x1E, 0x1E, 0x07}));
 }
@@ -172,13 +170,12 @@ TEST_F(ConsoleScreen, LogAllKeepsWhatTheConsoleShows) {
     GetTempPathW(MAX_PATH, dir);
     GetTempFileNameW(dir, L"bdl", 0, name);
     aIniFile.LogAll = 1;
-    aIniFile.LogAllName = name;
+    SetStringOption(&aIniFile, *FindOption(L"LogAllName"), name);
     Qprintf(StdErr(), L"logged %d\r\n", 7);
     aIniFile.ErrorColors = 0x4E;  // through the cell layer as well
     Qprintf(StdErr(), L"coloured\r\n");
     aIniFile.LogAll = 0;
     Qprintf(StdErr(), L"not logged\r\n");
-    aIniFile.LogAllName = nullptr;
     HANDLE h = CreateFileW(name, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
     std::string bytes(4096, '\0');
     DWORD got = 0;

@@ -6,6 +6,7 @@
 #include "base/state.h"
 #include "files/files.h"
 #include "files/search.h"
+#include "scoped_state.h"
 
 namespace {
 
@@ -14,20 +15,19 @@ using Args = std::vector<CString>;
 // Every test starts from the default special characters and parse flags.
 class Switches : public ::testing::Test {
 protected:
+    ScopedOptions options_;
+    ScopedGlobals globals_;
     void SetUp() override {
-        saved_ = aIniFile;
         aIniFile.SwitchChar = L'/';
         aIniFile.EscapeChar = L'^';
         aIniFile.ParseFlags = 0;
         aIniFile.CMDBatchDelimiters = 1;
         aGlobals.fCompatibility = 0;
     }
-    void TearDown() override { aIniFile = saved_; }
     // GetSwitches with the mask kept in mask_.
     int Sw(CString &line, const wchar_t *allowed, int flags, FILESEARCH *search = nullptr) {
         return GetSwitches(line, allowed, &mask_, flags, search);
     }
-    INIFILE saved_;
     unsigned mask_ = 0;
 };
 
