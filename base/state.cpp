@@ -79,32 +79,25 @@ namespace {
 thread_local bool fComStarted = false;
 LONG fComSecuritySet = 0;
 
-// The COM library is loaded with the first use, not with the program.
-FARPROC ComFunction(const char *name) {
-    static HMODULE ole32 = LoadLibraryW(L"ole32.dll");
-    return ole32 ? GetProcAddress(ole32, name) : nullptr;
-}
-
 }  // namespace
 
+// ole32 is one of the delay-loaded libraries (CMakeLists.txt): it loads
+// here, at the first call.
 bool EnsureCOM() {
     if (fComStarted) return true;
-    auto initialize = (decltype(&CoInitializeEx))(void *)ComFunction("CoInitializeEx");
-    auto security = (decltype(&CoInitializeSecurity))(void *)ComFunction("CoInitializeSecurity");
-    if (!initialize || !security) return false;
-    HRESULT rc = initialize(nullptr, COINIT_APARTMENTTHREADED);
+    HRESULT rc = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     if (FAILED(rc) && rc != RPC_E_CHANGED_MODE) return false;
     fComStarted = SUCCEEDED(rc);
     if (!InterlockedExchange(&fComSecuritySet, 1))
-        security(nullptr, -1, nullptr, nullptr, RPC_C_AUTHN_LEVEL_DEFAULT, RPC_C_IMP_LEVEL_IMPERSONATE, nullptr,
-                 EOAC_NONE, nullptr);
+        CoInitializeSecurity(nullptr, -1, nullptr, nullptr, RPC_C_AUTHN_LEVEL_DEFAULT, RPC_C_IMP_LEVEL_IMPERSONATE,
+                             nullptr, EOAC_NONE, nullptr);
     return true;
 }
 
 void ReleaseCOM() {
     if (!fComStarted) return;
     fComStarted = false;
-    if (auto uninitialize = (decltype(&CoUninitialize))(void *)ComFunction("CoUninitialize")) uninitialize();
+    CoUninitialize();
 }
 
 CString CurrentDirectory() {

@@ -161,6 +161,7 @@ int OpenThroughShell(const CString &target, const CString &parameters, const Sta
     info.lpParameters = parameters.empty() ? nullptr : parameters.c_str();
     info.lpDirectory = o.directory.empty() ? nullptr : o.directory.c_str();
     info.nShow = o.show;
+    EnsureCOM();
     if (!ShellExecuteExW(&info)) return BDError(0, target.c_str());
     if (!info.hProcess) {
         GetTLS()->nStartPid = 0;

@@ -4,6 +4,7 @@
 #include "base/args.h"
 #include "base/errors.h"
 #include "base/format.h"
+#include "base/state.h"
 #include "console/console.h"
 #include "system/system.h"
 #include <objbase.h>
@@ -67,7 +68,7 @@ int Shortcut_Command(CString &args) {
     CString linkName = parts[0];
     if (!linkName.Right(4).EqualsNoCase(L".lnk")) linkName += L".lnk";
     linkName = FullPath(linkName);
-    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    EnsureCOM();
     ComPtr<IShellLinkW> link;
     ComPtr<IPersistFile> file;
     HRESULT hr = CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkW, (void **)link.Address());
