@@ -5,17 +5,6 @@
 #include "base/cstring.h"
 #include "base/platform.h"
 
-// The kind of program a file holds (0: none; negative: the negated system
-// error of opening it; 3 to 16 for the image kinds).
-int GetExeType(const wchar_t *file);
-enum : int {
-    EXE_NE_WINDOWS = 3, EXE_VXD = 4, EXE_NE_OTHER = 5, EXE_GUI = 6, EXE_CONSOLE = 7, EXE_NATIVE = 8,
-    EXE_GUI64 = 9, EXE_CONSOLE64 = 10,
-};
-// A file that cannot be read (the store's application aliases): started anyway.
-constexpr int EXE_UNREADABLE = -1920;
-inline bool QueryIsGraphical(int type) { return type == EXE_NE_WINDOWS || type == EXE_GUI || type == EXE_GUI64; }
-
 // Run a program and, by the waiting rules, wait for it; returns its exit
 // code (also in nExitCode).  A file that is no program runs through its
 // association.

@@ -28,6 +28,17 @@ bool ExecutableExtension(const CString &file, CString *command, CString *variabl
 // found through an executable-extension variable.  With allMatches every
 // match is appended there, one a line.  "" when not found.
 CString SearchPaths(const wchar_t *name, const wchar_t *pathList, int mode, int *found, CString *allMatches);
+// The kind of program a file holds (0: none; negative: the negated system
+// error of opening it; 3 to 16 for the image kinds).
+int GetExeType(const wchar_t *file);
+enum : int {
+    EXE_NE_WINDOWS = 3, EXE_VXD = 4, EXE_NE_OTHER = 5, EXE_GUI = 6, EXE_CONSOLE = 7, EXE_NATIVE = 8,
+    EXE_GUI64 = 9, EXE_CONSOLE64 = 10,
+};
+// A file that cannot be read (the store's application aliases): started anyway.
+constexpr int EXE_UNREADABLE = -1920;
+inline bool QueryIsGraphical(int type) { return type == EXE_NE_WINDOWS || type == EXE_GUI || type == EXE_GUI64; }
+
 // A value of the program's "App Paths" entry in the registry ("" for the
 // default value), or "".
 CString QueryAppPath(const CString &program, const wchar_t *value);

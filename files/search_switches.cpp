@@ -59,6 +59,9 @@ int GetSearchAttributes(const wchar_t *spec, FILESEARCH *search) {
         long bits = AttributeBits(c, set == &search->fAnyOf);
         if (bits < 0) break;  // the list ends at anything else
         *set |= (unsigned)bits;
+        // The last word on a letter holds: "d-d" forbids, "-dd" requires.
+        if (set == &search->fRequired) search->fForbidden &= ~(unsigned)bits;
+        if (set == &search->fForbidden) search->fRequired &= ~(unsigned)bits;
     }
     return 0;
 }

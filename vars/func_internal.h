@@ -57,8 +57,17 @@ bool SplitAtComma(const CString &text, CString *left, CString *right);
 CString WithoutEnclosingQuotes(const CString &text);
 // The escape character, or 0 while SETDOS /X has escapes off.
 inline wchar_t ActiveEscapeChar() { return (ParseFlagsValue() & PF_NO_ESCAPES) ? 0 : EscapeCharValue(); }
+// A file name argument: blanks around it and its double quotes removed.
+CString NameArgument(const CString &text);
+// "name[,rest]": the name (as NameArgument) and what follows its first
+// unquoted comma, trimmed; rest is empty without a comma.
+void NameAndRest(const CString &args, CString *name, CString *rest);
 // Store a number as the value.
 int SetNumber(CString &args, long long value);
+// A byte count in the unit a scale text names: b (bytes), k K m M g G t T
+// (thousands or 1024s); a "c" behind it puts in thousands separators.
+// Returns 0 or 87 for an unknown scale.
+int ScaleByteCount(unsigned long long bytes, const CString &unit, CString &value);
 
 // The value of a text file, line by line, in the file's own encoding
 // (UTF-16 and UTF-8 with or without a mark, else the ANSI code page).

@@ -90,3 +90,5 @@ CString WindowsVersionText();
 int GetDriveTypeEx(int drive);
 bool QueryDriveExists(int drive);
 bool QueryDriveReady(int drive);
+// The drive's device hangs on a USB bus.
+bool QueryDriveOnUsb(int drive);

@@ -56,6 +56,8 @@ int GetDriveTypeEx(int drive) {
     return type;
 }
 
+bool QueryDriveOnUsb(int drive) { return QueryDriveExists(drive) && DriveBusType(drive) == BusTypeUsb; }
+
 bool QueryDriveExists(int drive) { return drive >= 1 && drive <= 26 && (GetLogicalDrives() >> (drive - 1)) & 1; }
 
 bool QueryDriveReady(int drive) {
@@ -123,7 +125,7 @@ bool DiskVariable(int index, CString &value) {
     case IV_dvds: return SetText(value, DrivesOfType(7));
     case IV_hdrives: return SetText(value, DrivesOfType(DRIVE_FIXED));
     case IV_usbs:
-        return SetText(value, DriveList(3, [](int d) { return QueryDriveExists(d) && DriveBusType(d) == BusTypeUsb; }));
+        return SetText(value, DriveList(3, QueryDriveOnUsb));
     case IV_lastdisk:
         for (int drive = 26; drive >= 1; drive--)
             if ((mask >> (drive - 1)) & 1) return SetText(value, CString(1, (wchar_t)(L'A' + drive - 1)));

@@ -16,7 +16,13 @@ The expectations live in the script itself, as remarks:
     rem RUN: stdin       (default) feed the script to standard input
     rem RUN: batch       run it as a batch file: BDX.EXE @ini ARGS /C name
     rem FILE: name       create "name" in the working directory before the run;
-    rem | line           its lines follow, one "rem | " each (CRLF line ends)
+    rem | line           its lines follow, one "rem | " each (CRLF line ends).
+                         The name may hold directories ("sub/x.txt", made as
+                         needed); a name ending in "/" makes an empty directory
+    rem STAMP: time      give every file and directory that FILE made this
+                         local modification time ("2024-01-02 03:04:05")
+    rem LINK: name target  make name a symbolic link to target (a relative
+                         Linux path, e.g. ".." for a loop), after the files
     rem CHECKFILE: name  after the run, "name" (in the working directory) must
     rem | line           exist and hold exactly these lines (no lines: empty);
                          lines end at CRLF as in the output; a file that begins
@@ -75,7 +81,7 @@ PROJECT_ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(_
 MAX_DIFF_LINES = 80
 MARKER = "@@BDXPROMPT@@"
 TIMEOUT = 30
-KEYWORDS = ("CHECK", "CHECKERR", "EXIT", "ARGS", "RUN", "FILE", "CHECKFILE", "NOFILE")
+KEYWORDS = ("CHECK", "CHECKERR", "EXIT", "ARGS", "RUN", "FILE", "STAMP", "LINK", "CHECKFILE", "NOFILE")
 DIRECTIVE = re.compile(r"^\s*@?rem\s+([A-Z][A-Z0-9]+):(.*)$", re.IGNORECASE)
 FILE_LINE = re.compile(r"^\s*@?rem\s+\|(.*)$", re.IGNORECASE)
 
@@ -89,9 +95,39 @@ def after_colon(text):
     return text[1:] if text.startswith(" ") else text
 
 
+def relative_name(name):
+    """A name inside the working directory: no root, no "." or ".." part."""
+    parts = name.rstrip("/").split("/")
+    return bool(name) and "\\" not in name and all(p and not p.startswith(".") for p in parts)
+
+
+def make_files(work, spec):
+    made = set()
+    for fname, body in spec["files"].items():
+        path = os.path.join(work, fname)
+        parent = os.path.dirname(path.rstrip("/"))
+        os.makedirs(parent, exist_ok=True)
+        for d in range(fname.rstrip("/").count("/")):
+            made.add(os.path.join(work, *fname.split("/")[: d + 1]))
+        if fname.endswith("/"):
+            os.makedirs(path, exist_ok=True)
+            made.add(path.rstrip("/"))
+            continue
+        with open(path, "wb") as f:
+            f.write("".join(s + "\r\n" for s in body).encode("utf-8"))
+        made.add(path)
+    for name, target in spec["links"]:
+        os.symlink(target, os.path.join(work, name))
+    if spec["stamp"] is not None:
+        # Deepest first: stamping a file changes nothing of its directory,
+        # but making it did.
+        for path in sorted(made, key=lambda p: -p.count(os.sep)):
+            os.utime(path, (spec["stamp"], spec["stamp"]))
+
+
 def parse_script(lines):
     spec = {"out": [], "err": [], "exit": None, "args": [], "run": "stdin", "files": {}, "checkfiles": {},
-            "nofiles": []}
+            "nofiles": [], "stamp": None, "links": []}
     i = 0
     while i < len(lines):
         line = lines[i]
@@ -120,10 +156,20 @@ def parse_script(lines):
             if value.strip() not in ("stdin", "batch"):
                 raise ScriptError(f"line {i}: RUN is stdin or batch, not {value!r}")
             spec["run"] = value.strip()
+        elif word == "STAMP":
+            try:
+                spec["stamp"] = time.mktime(time.strptime(value.strip(), "%Y-%m-%d %H:%M:%S"))
+            except ValueError:
+                raise ScriptError(f"line {i}: STAMP needs yyyy-mm-dd hh:mm:ss, not {value!r}")
+        elif word == "LINK":
+            parts = value.split()
+            if len(parts) != 2 or not relative_name(parts[0]):
+                raise ScriptError(f"line {i}: LINK needs a name and a target, not {value!r}")
+            spec["links"].append(parts)
         elif word in ("FILE", "CHECKFILE"):
             name = value.strip()
-            if not name or "/" in name or "\\" in name or name.startswith("."):
-                raise ScriptError(f"line {i}: {word} needs a plain file name, not {value!r}")
+            if not relative_name(name):
+                raise ScriptError(f"line {i}: {word} needs a relative file name, not {value!r}")
             body = []
             while i < len(lines) and FILE_LINE.match(lines[i]):
                 body.append(after_colon(FILE_LINE.match(lines[i]).group(1)))
@@ -228,9 +274,7 @@ def run(args):
         os.mkdir(os.path.join(root, "temp"))
         ini = os.path.join(root, "bdx.ini")
         open(ini, "wb").close()
-        for fname, body in spec["files"].items():
-            with open(os.path.join(work, fname), "wb") as f:
-                f.write("".join(s + "\r\n" for s in body).encode("utf-8"))
+        make_files(work, spec)
 
         env = dict(os.environ)
         env.pop("PROMPT2", None)

@@ -225,25 +225,68 @@ def check_commands(args, env, work):
     print("commands: ok")
 
 
-def check_option_colours(args, env, work):
-    """StdColors colours ECHO, ErrorColors the error messages."""
+def start_shell(args, env, work, cwd, options=""):
+    """BDX.EXE with an empty ini file in a pane of its own, at its prompt."""
     ini = os.path.join(work, "empty.ini")
     open(ini, "w").close()
     exe = os.path.join(args.bin, "BDX.EXE")
-    pane = Pane(f"{args.wine} '{exe}' @{ini} //StdColors=30 //ErrorColors=12", work, dict(env, PROMPT="BDX$g "))
-    shell = Shell(pane)
+    pane = Pane(f"{args.wine} '{exe}' @{ini} {options}", cwd, dict(env, PROMPT="BDX$g "))
     try:
         pane.wait_for(lambda t: "BDX>" in t, "the prompt", timeout=40)
+    except AssertionError:
+        pane.close()
+        raise
+    return pane, Shell(pane)
+
+
+def rows_by_text(pane):
+    """The screen's rows by their text (blanks around it dropped)."""
+    return {"".join(c for c, _, _ in row).strip(): row for row in pane.grid()}
+
+
+def check_option_colours(args, env, work):
+    """StdColors colours ECHO, ErrorColors the error messages."""
+    pane, shell = start_shell(args, env, work, work, "//StdColors=30 //ErrorColors=12")
+    try:
         shell.run("cls")
         shell.run("echo tinted & scrput 1")
-        grid = pane.grid()
-        rows = {"".join(c for c, _, _ in row).strip(): row for row in grid}
+        rows = rows_by_text(pane)
         tinted, error = rows.get("tinted"), rows.get('Invalid parameter. "1"')
         expect(tinted and all(c[1:] == (sgr_fg(14), sgr_bg(1)) for c in tinted[:6]), "ECHO not in StdColors", pane)
         expect(error and all(c[1] == sgr_fg(12) for c in error[:7]), "error not in ErrorColors", pane)
     finally:
         pane.close()
     print("option colours: ok")
+
+
+def check_dir_colours(args, env, work):
+    """DIR colours each line by the ColorDir rules, on a console only; /D
+    turns them off."""
+    tree = os.path.join(work, "colours")
+    os.makedirs(os.path.join(tree, "sub"), exist_ok=True)
+    for name in ("a.txt", "b.dat"):
+        with open(os.path.join(tree, name), "w") as f:
+            f.write("x")
+    pane, shell = start_shell(args, env, work, tree)
+    try:
+        shell.run("set colordir=txt: bri yel on blu; dirs: bri red on bla")
+        shell.run("cls")
+        shell.run("dir /b")
+        rows = rows_by_text(pane)
+        txt, sub, dat = rows.get("a.txt"), rows.get("sub"), rows.get("b.dat")
+        expect(txt and all(c[1:] == (sgr_fg(14), sgr_bg(1)) for c in txt[:5]), f"a.txt not coloured: {txt}", pane)
+        expect(sub and all(c[1] == sgr_fg(12) for c in sub[:3]), f"sub not coloured: {sub}", pane)
+        expect(dat and dat[0][1:] != (sgr_fg(14), sgr_bg(1)), "b.dat took a rule's colour", pane)
+        # The colour stays on its line: the rest of the row is plain.
+        expect(txt and all(c[2] != sgr_bg(1) for c in txt[5:]), "the colour ran past its line", pane)
+        shell.run("cls")
+        shell.run("dir /b /d")
+        rows = rows_by_text(pane)
+        txt = rows.get("a.txt")
+        expect(txt and txt[0][1:] != (sgr_fg(14), sgr_bg(1)), "/D left the colours on", pane)
+    finally:
+        pane.close()
+    print("dir colours: ok")
 
 
 def main():
@@ -261,6 +304,7 @@ def main():
         check_unit_tests(args, env, work)
         check_commands(args, env, work)
         check_option_colours(args, env, work)
+        check_dir_colours(args, env, work)
     except AssertionError as e:
         print(f"FAILED: {e}")
         return 1

@@ -6,8 +6,8 @@
 #include "base/options.h"
 #include "base/state.h"
 #include "core/core.h"
-#include "core/launch.h"
 #include "core/redir.h"
+#include "files/files.h"
 #include "scoped_state.h"
 
 namespace {
