@@ -1,10 +1,9 @@
 // The digests of a file's contents that PDIR shows: CRC-32 here, MD5
 // through the system's provider.
 #include "files/fileinfo.h"
-#include "core/bdx.h"
-#include <string>
-#include "core/format.h"
+#include "base/format.h"
 #include "system/system.h"
+#include <string>
 
 namespace {
 

@@ -1,21 +1,20 @@
 // HASH and UUID: digests of files and texts through the system's
 // cryptography provider (CNG), and random identifiers.  Files are read in
 // pieces, so that a file of any size takes the same small buffer.
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "console/console.h"
 #include "system/system.h"
 #include <winternl.h>
 #include <bcrypt.h>
 #include <algorithm>
 #include <objbase.h>
 #include <vector>
-#include "console/output.h"
-#include "core/args.h"
-#include "core/error.h"
-#include "core/format.h"
 
 namespace {
 
 constexpr size_t kReadPiece = 1 << 20;
-constexpr int ERROR_BAD_PARAMETER = 87;
 
 struct ALGORITHM {
     const wchar_t *pszName;   // as HASH's switch and the text form take it
@@ -176,12 +175,12 @@ int Uuid_Command(CString &args) {
     bool many = GetMultiCharSwitch(args, L"N", &count, 0, nullptr, 0, 0) != 0;
     unsigned mask = 0;
     if (GetSwitches(args, L"U", &mask, 0, nullptr)) return 2;
-    if (!args.TrimLeftCopy().empty()) return BDError(ERROR_BAD_PARAMETER, args.TrimLeftCopy().c_str());
+    if (!args.TrimLeftCopy().empty()) return BDError(ERROR_INVALID_PARAMETER, args.TrimLeftCopy().c_str());
     int n = 1, used = 0;
     if (many) {
         count.TrimLeft(L":");
         if (Sscanf(count.c_str(), L"%d%n", &n, &used) != 2 || used != count.GetLength() || n < 0)
-            return BDError(ERROR_BAD_PARAMETER, count.c_str());
+            return BDError(ERROR_INVALID_PARAMETER, count.c_str());
     }
     for (int i = 0; i < n; i++) {
         CString id = NewUuid();

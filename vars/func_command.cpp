@@ -1,11 +1,15 @@
 // Functions of the command family: @ALIAS and @FUNCTION (stored text),
 // @EXEC and @EXECSTR (a command run inside the expansion of another), and
 // @ERRTEXT (the text of an error number).
-#include "core/args.h"
-#include "core/format.h"
-#include "batch/batch.h"
-#include "core/instance.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/hooks.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "vars/func_internal.h"
+#include "vars/functions.h"
+#include "vars/lists.h"
 
 namespace {
 
@@ -94,7 +98,7 @@ int CaptureOutput(const CString &command, std::vector<CString> *lines) {
         RunState state;
         GetTLS()->nOutputEncoding = 2;  // UTF-8: nothing the command prints is lost
         SetStdHandle(STD_OUTPUT_HANDLE, file.h);
-        Command_S(command, 0);
+        aHooks.pfnCommand(command, 0);
     }
     return ReadTextLines(file.name.c_str(), lines);
 }
@@ -135,7 +139,7 @@ int Func_Exec(FUNCCALL &call) {
         int result;
         {
             RunState state;
-            result = Command_S(command, 0);
+            result = aHooks.pfnCommand(command, 0);
         }
         return SetNumber(call.args, result);
     }

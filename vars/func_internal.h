@@ -2,7 +2,9 @@
 // case numbers generated from functions.def, the handlers, and the argument
 // helpers that every family uses in the same way.
 #pragma once
-#include "vars/functions.h"
+#include <vector>
+#include "base/cstring.h"
+#include "base/options.h"
 
 // The families of the function table.
 enum FunctionFamily : int {
@@ -71,7 +73,3 @@ int ScaleByteCount(unsigned long long bytes, const CString &unit, CString &value
 // (UTF-16 and UTF-8 with or without a mark, else the ANSI code page).
 // Returns 0 or a system error code.
 int ReadTextLines(const wchar_t *fileName, std::vector<CString> *lines);
-
-// Lists of the named-list engine that the command family reads.
-const wchar_t *GetAlias(const wchar_t *name, bool *isLocal);
-const wchar_t *GetFunction(const wchar_t *name, bool *isLocal);
