@@ -2,13 +2,17 @@
 // Command_S, opening and re-opening the file, the in-memory form of .BTM
 // files, encoding detection, SHIFT and LOADBTM.
 #include "batch/batch.h"
+#include "base/args.h"
+#include "base/breaks.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/hooks.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "console/console.h"
+#include "vars/func_internal.h"
 #include <cwchar>
-#include "console/output.h"
-#include "core/args.h"
-#include "core/bdx.h"
-#include "core/format.h"
-#include "core/cmdtable.h"
-#include "core/instance.h"
 
 namespace {
 
@@ -20,15 +24,11 @@ bool HasExtension(const CString &name, const wchar_t *ext) {
     return name.size() >= n && StrICmp(name.c_str() + name.size() - n, ext) == 0;
 }
 
-int ReadFlagsOf(const BATCHFRAME *f) {
-    return 1 | ((f->fFlags & BF_UTF16) ? 0x10000 : (f->fFlags & BF_UTF8) ? 0x20000 : 0);
-}
-
 // Ask the user whether to end the batch file after Ctrl+C; returns the
 // answer letter (Y, N or A).
 wchar_t AskCancelBatch(const BATCHFRAME *frame) {
     if (aIniFile.AutoCancel || !QueryIsConsole(StdIn())) return L'Y';
-    CString prompt = LoadLanguageString(3340);
+    CString prompt = LoadLanguageString(IDS_CANCEL_BATCH);
     prompt.Replace(L"%1", frame->sBatchName.c_str());
     for (;;) {
         wchar_t c = (wchar_t)QueryInputChar(prompt.c_str(), L"YNA");
@@ -43,7 +43,7 @@ bool HandleThrown(int code, int *result) {
     BATCHFRAME *frame = CurrentFrame();
     if (!frame) throw code;
     auto runHandler = [&](const CString &text) {
-        int rc = Command_S(text, CMD_ECHO | CMD_DEBUG);
+        int rc = aHooks.pfnCommand(text, CMD_ECHO | CMD_DEBUG);
         if (rc == BATCH_RETURN) {
             *result = rc;
             return true;
@@ -51,15 +51,15 @@ bool HandleThrown(int code, int *result) {
         return false;
     };
     switch (code) {
-    case 0x800: {
+    case BREAK_ON_ERROR: {
         CString handler = frame->sOnError;
         frame->sOnError.clear();
         bool end = runHandler(handler);
         if (CurrentFrame() == frame) frame->sOnError = handler;
         return end;
     }
-    case 0x1000: return runHandler(frame->sOnErrorMsg);
-    case 0x2000: {
+    case BREAK_ON_ERRORMSG: return runHandler(frame->sOnErrorMsg);
+    case BREAK_ON_ERRORLEVEL: {
         CString rest;
         const wchar_t *text = frame->sOnErrorLevel.c_str();
         rest.resize(frame->sOnErrorLevel.size() + 1);
@@ -68,16 +68,17 @@ bool HandleThrown(int code, int *result) {
         rest.resize(wcslen(rest.c_str()));
         return runHandler(rest);
     }
-    case 0x10000: return runHandler(frame->sOnLButton);
-    case 0x20000: return runHandler(frame->sOnMButton);
-    case 0x40000: return runHandler(frame->sOnRButton);
-    case 0x80000: return runHandler(frame->sOnDblClick);
+    case BREAK_ON_LBUTTON: return runHandler(frame->sOnLButton);
+    case BREAK_ON_MBUTTON: return runHandler(frame->sOnMButton);
+    case BREAK_ON_RBUTTON: return runHandler(frame->sOnRButton);
+    case BREAK_ON_DBLCLICK: return runHandler(frame->sOnDblClick);
     default: break;
     }
     tls->fBreakPending = tls->fBreakHandled = 0;
-    if (code != 0x100 && !frame->sOnBreak.empty()) return runHandler(frame->sOnBreak);
-    wchar_t answer = code == 0x100 ? L'A' : AskCancelBatch(frame);
-    if (code == 0x100) CrLf();
+    bool forced = code == BREAK_FORCED_ABORT;
+    if (!forced && !frame->sOnBreak.empty()) return runHandler(frame->sOnBreak);
+    wchar_t answer = forced ? L'A' : AskCancelBatch(frame);
+    if (forced) CrLf();
     if (answer == L'N') return false;
     for (int i = answer == L'A' ? 0 : tls->nBatchFrame; i <= tls->nBatchFrame; i++)
         tls->aBatchFrames[i].lOffset = -1;
@@ -98,6 +99,10 @@ bool BorrowCallerImage(BATCHFRAME *f, const BATCHFRAME *caller, const CString &n
 }
 
 }  // namespace
+
+int FrameReadFlags(const BATCHFRAME *f, int purpose) {
+    return purpose | ((f->fFlags & BF_UTF16) ? GNL_UTF16 : (f->fFlags & BF_UTF8) ? GNL_UTF8 : 0);
+}
 
 SkipState TakeSkipState() {
     TLS_VARIABLES *t = GetTLS();
@@ -126,7 +131,7 @@ int OpenBatchFile() {
             return 0;
         }
         // A batch file on a removable disk: ask for the disk back.
-        CString prompt = LoadLanguageString(3342);
+        CString prompt = LoadLanguageString(IDS_INSERT_BATCH_DISK);
         prompt.Replace(L"%1", f->sBatchName.c_str());
         Qprintf(StdErr(), L"%s", prompt.c_str());
         QueryInputChar(nullptr, nullptr);
@@ -218,7 +223,7 @@ int RunBatchFile(const CString &name, std::vector<CString> &argv, CString &args)
             tls->aBatchFrames.pop_back();
             tls->nBatchFrame--;
             tls->fNewBatchFlags = 0;
-            return rc == 1 ? BDError(87, nullptr) : rc;
+            return rc == 1 ? BDError(ERROR_INVALID_PARAMETER, nullptr) : rc;
         }
         f->Argv[0] = f->Argv[1];
         f->Argv.erase(f->Argv.begin() + 1);
@@ -247,9 +252,9 @@ int RunBatchLines(CString &line) {
         EnableSignals();
         if (!OpenBatchFile()) break;
         try {
-            if (!GetNextLine(f->hFile, line, ReadFlagsOf(f), nullptr, 65535)) break;
+            if (!GetNextLine(f->hFile, line, FrameReadFlags(f, GNL_RUN), nullptr, MAX_LINE_CHARS)) break;
             f->nLineNumber++;
-            if (Command_S(line, CMD_ECHO | CMD_DEBUG) == BATCH_RETURN) {
+            if (aHooks.pfnCommand(line, CMD_ECHO | CMD_DEBUG) == BATCH_RETURN) {
                 result = BATCH_RETURN;
                 break;
             }
@@ -289,20 +294,12 @@ int ExitBatchFile() {
     for (size_t at = 0; at < defer.size();) {
         size_t end = defer.find(L'\n', at);
         if (end == CString::npos) end = defer.size();
-        Command_S(defer.substr(at, end - at), CMD_ECHO | CMD_DEBUG);
+        aHooks.pfnCommand(defer.substr(at, end - at), CMD_ECHO | CMD_DEBUG);
         at = end + 1;
     }
     if (caller && callerOffset < 0 && CurrentFrame() == caller) caller->lOffset = callerOffset;
     UpdateTitleAndIcon(nullptr, 0);
     return 0;
-}
-
-void CloseBatchFile() {
-    BATCHFRAME *f = CurrentFrame();
-    if (!f || f->hFile == INVALID_HANDLE_VALUE || f->hFile == BTM_IN_MEMORY) return;
-    f->sChunk.clear();
-    CloseHandle(f->hFile);
-    f->hFile = INVALID_HANDLE_VALUE;
 }
 
 // Read up to kChunk bytes from the file's start, then go back to where it was.
@@ -372,14 +369,14 @@ int Shift_Command(CString &args) {
     args.Trim();
     if (args.At(0) == SwitchCharValue()) {
         int n = 0;
-        if (Sscanf(args.c_str() + 1, L"%i", &n) != 1) return BDError(87, args.c_str());
+        if (Sscanf(args.c_str() + 1, L"%i", &n) != 1) return BDError(ERROR_INVALID_PARAMETER, args.c_str());
         int at = n + f->nArgShift;
         if (at < 0 || at >= (int)f->Argv.size()) return 0;
         f->Argv.erase(f->Argv.begin() + at);
         return 0;
     }
     int count = 1;
-    if (!args.empty() && Sscanf(args.c_str(), L"%i", &count) != 1) return BDError(87, args.c_str());
+    if (!args.empty() && Sscanf(args.c_str(), L"%i", &count) != 1) return BDError(ERROR_INVALID_PARAMETER, args.c_str());
     for (; count > 0 && f->nArgShift < (int)f->Argv.size(); count--) f->nArgShift++;
     for (; count < 0 && f->nArgShift > 0; count++) f->nArgShift--;
     return 0;
@@ -389,7 +386,7 @@ int Loadbtm_Command(CString &args) {
     BATCHFRAME *f = CurrentFrame();
     args.Trim();
     if (args.empty()) {
-        Printf(L"%s %s\r\n", LoadLanguageString(3540).c_str(), f->hFile == BTM_IN_MEMORY ? L"ON" : L"OFF");
+        Printf(L"%s %s\r\n", LoadLanguageString(IDS_LOADBTM_STATE).c_str(), f->hFile == BTM_IN_MEMORY ? L"ON" : L"OFF");
         return 0;
     }
     if (args.EqualsNoCase(L"on")) return f->hFile == BTM_IN_MEMORY ? 0 : LoadBtmImage();
@@ -401,7 +398,7 @@ int Loadbtm_Command(CString &args) {
         }
         return 0;
     }
-    return BDError(87, args.c_str());
+    return BDError(ERROR_INVALID_PARAMETER, args.c_str());
 }
 
-void RunOnCondition(const CString &condition) { Command_S(CString(L"if ") + condition, CMD_DEBUG); }
+void RunOnCondition(const CString &condition) { aHooks.pfnCommand(CString(L"if ") + condition, CMD_DEBUG); }

@@ -2,20 +2,20 @@
 // UNTIL, CASE and ON CONDITION, and the IF command.  Words are read and
 // expanded one at a time; connectives work strictly from left to right.
 #include <cwchar>
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/hooks.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "batch/batch.h"
-#include "console/output.h"
-#include "core/args.h"
-#include "core/bdx.h"
-#include "core/cmdtable.h"
-#include "core/format.h"
-#include "core/launch.h"
+#include "files/paths.h"
 #include "files/ranges.h"
-#include <tlhelp32.h>
 #include "vars/eval.h"
+#include "vars/lists.h"
 #include "vars/regex.h"
-
-const wchar_t *GetAlias(const wchar_t *name, bool *isLocal);
-const wchar_t *GetFunction(const wchar_t *name, bool *isLocal);
+#include "vars/vars.h"
+#include <tlhelp32.h>
 
 namespace {
 
@@ -126,7 +126,7 @@ int KeywordTest(const CString &keyword, const CString &operand) {
         return last == L'\\' || last == L'/' ? QueryFileAttributes(operand, FILE_ATTRIBUTE_DIRECTORY, 0)
                                              : QueryFileAttributes(operand, 0, 0);
     }
-    if (k.EqualsNoCase(L"isinternal")) return FindInternalCommand(operand.c_str(), true, nullptr) >= 0;
+    if (k.EqualsNoCase(L"isinternal")) return aHooks.pfnFindCommand(operand.c_str(), true, nullptr, nullptr) >= 0;
     if (k.EqualsNoCase(L"isbatch")) {
         CString n = operand;
         StripQuotes_S(n);
@@ -318,18 +318,25 @@ int SplitElse(CString &command, bool test) {
 
 }  // namespace
 
+int ReadCommandTest(const CString &args, int mode, int *test, CString &command) {
+    CString second;
+    if (!GetNthArgument(args.c_str(), 1, &second)) return BDError(ERROR_INVALID_PARAMETER, args.c_str());
+    command = args;
+    *test = TestCondition(command, mode);
+    command.TrimLeft();
+    if (*test < 0 || command.empty()) return BDError(ERROR_INVALID_PARAMETER, args.c_str());
+    return 0;
+}
+
 int If_Command(CString &args) {
     unsigned mask = 0;
     if (GetSwitches(args, L"I", &mask, SW_FIRST_ONLY | SW_KEEP_UNKNOWN, nullptr)) return 2;
-    CString second;
-    if (!GetNthArgument(args.c_str(), 1, &second)) return BDError(87, args.c_str());
-    CString line = args;
-    int test = TestCondition(line, 1);
-    line.TrimLeft();
-    if (test < 0 || line.empty()) return BDError(87, args.c_str());
+    CString line;
+    int test;
+    if (int rc = ReadCommandTest(args, 1, &test, line)) return rc;
     line.TrimLeft(L"@ \t");
     int split = SplitElse(line, test != 0);
     if (split == -2) return 2;
     if (split == -1) return 2;
-    return Command_S(line, CMD_DEBUG);
+    return aHooks.pfnCommand(line, CMD_DEBUG);
 }

@@ -3,27 +3,24 @@
 // found by reading the following lines through the frame's one read
 // position; nothing is parsed ahead and no label is cached.
 #include <cwchar>
+#include "base/args.h"
+#include "base/breaks.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/hooks.h"
+#include "base/state.h"
 #include "batch/batch.h"
-#include "console/output.h"
-#include "core/args.h"
-#include "core/bdx.h"
-#include "core/cmdtable.h"
-#include "core/format.h"
-#include "core/launch.h"
+#include "console/console.h"
+#include "files/files.h"
+#include "vars/vars.h"
 
 namespace {
 
-constexpr int ERROR_BD_LABEL_NOT_FOUND = 0x20000017;
-constexpr int ERROR_BD_TEXT_NO_END = 0x20000021;
 constexpr int kMaxGosubVarLevel = 22;
-
-int ReadFlags(const BATCHFRAME *f, int base) {
-    return base | ((f->fFlags & BF_UTF16) ? 0x10000 : (f->fFlags & BF_UTF8) ? 0x20000 : 0);
-}
 
 // Read the frame's next line for scanning (not for running).
 bool ScanLine(BATCHFRAME *f, CString &line) {
-    if (!GetNextLine(f->hFile, line, ReadFlags(f, 2), nullptr, 65535)) return false;
+    if (!GetNextLine(f->hFile, line, FrameReadFlags(f, GNL_SCAN), nullptr, MAX_LINE_CHARS)) return false;
     f->nLineNumber++;
     return true;
 }
@@ -43,18 +40,49 @@ CString LabelName(const CString &arg) {
     return name;
 }
 
+// An internal command that is enabled.
+bool CommandEnabled(const wchar_t *name) { return aHooks.pfnFindCommand(name, false, nullptr, nullptr) >= 0; }
+
+// How the closing line of a COMMENT or TEXT block is told: the label
+// search compares the whole line (blanks trimmed), the commands the first
+// word.
+enum BlockEnd { END_WHOLE_LINE, END_FIRST_WORD };
+
+// Read the frame's lines up to the one that closes the block, which is
+// consumed; with print, each line before it goes to standard output.  False
+// when the file ends first.
+bool ReadToBlockEnd(BATCHFRAME *f, const wchar_t *end, BlockEnd match, bool print) {
+    CString line, word;
+    while (ScanLine(f, line)) {
+        if (match == END_FIRST_WORD) {
+            GetNthArgument(line.c_str(), 0, &word);
+        } else {
+            word = line;
+            word.Trim();
+        }
+        if (word.EqualsNoCase(end)) return true;
+        if (print) Printf(L"%s\r\n", line.c_str());
+    }
+    return false;
+}
+
 // Pass over a COMMENT or TEXT block that opens with this line.
 bool SkipBlock(BATCHFRAME *f, const CString &line) {
     const wchar_t *end = nullptr;
-    if (line.EqualsNoCase(L"comment") && QueryIsCommandEnabled(L"COMMENT")) end = L"endcomment";
-    else if (line.EqualsNoCase(L"text") && QueryIsCommandEnabled(L"TEXT")) end = L"endtext";
+    if (line.EqualsNoCase(L"comment") && CommandEnabled(L"COMMENT")) end = L"endcomment";
+    else if (line.EqualsNoCase(L"text") && CommandEnabled(L"TEXT")) end = L"endtext";
     if (!end) return false;
-    CString inner;
-    while (ScanLine(f, inner)) {
-        inner.Trim();
-        if (inner.EqualsNoCase(end)) break;
-    }
+    ReadToBlockEnd(f, end, END_WHOLE_LINE, false);
     return true;
+}
+
+// COMMENT and TEXT: the lines up to the end word are passed over, or
+// printed as they stand.
+int BlockCommand(const wchar_t *end, bool print) {
+    if (!OpenBatchFile()) return BATCH_RETURN;
+    BATCHFRAME *f = CurrentFrame();
+    if (ReadToBlockEnd(f, end, END_FIRST_WORD, print)) return 0;
+    return print ? BDError(ERROR_BD_TEXT_NO_END, f->sBatchName.c_str()) : 2;
 }
 
 // Is this line the label?  ":name" (not "::"), or "#:name" with flag 1.
@@ -179,7 +207,7 @@ int Gosub_Command(CString &args) {
     CString buffer;
     int loop = RunBatchLines(buffer);
     f = CurrentFrame();
-    if (loop == 3 && f) f->lOffset = -1;
+    if (loop == BREAK_CTRL_C && f) f->lOffset = -1;
     if (!f || f->sBatchName != name) {
         if (f) f->lOffset = -1;
         RestoreSkipState(skip);
@@ -240,7 +268,7 @@ int Ret_Command(CString &args) {
     f->nGosubDepth--;
     int value = 0;
     args.Trim();
-    if (!args.empty() && Sscanf(args.c_str(), L"%i", &value) != 1) return BDError(87, args.c_str());
+    if (!args.empty() && Sscanf(args.c_str(), L"%i", &value) != 1) return BDError(ERROR_INVALID_PARAMETER, args.c_str());
     f->nGosubResult = value;
     GetTLS()->nLastResult = value;
     return BATCH_RETURN_VALUE;
@@ -249,7 +277,7 @@ int Ret_Command(CString &args) {
 int Call_Command(CString &args) {
     TLS_VARIABLES *tls = GetTLS();
     args.Trim();
-    if (args.empty()) return BDError(87, nullptr);
+    if (args.empty()) return BDError(ERROR_INVALID_PARAMETER, nullptr);
     tls->fNewBatchFlags = 1;
     BATCHFRAME *f = CurrentFrame();
     int rc;
@@ -264,7 +292,7 @@ int Call_Command(CString &args) {
     } else {
         CString line = args;
         if (args.At(0) == L':' && f) line = FormatStr(L"%s %s", f->sBatchName.c_str(), args.c_str());
-        rc = Command_S(line, 0);
+        rc = aHooks.pfnCommand(line, 0);
     }
     tls->fNewBatchFlags = 0;
     return rc;
@@ -275,7 +303,7 @@ static int EndFrames(CString &args, bool all) {
     args.Trim();
     int value = 0;
     bool hasValue = !args.empty();
-    if (hasValue && Sscanf(args.c_str(), L"%i", &value) != 1) return BDError(87, args.c_str());
+    if (hasValue && Sscanf(args.c_str(), L"%i", &value) != 1) return BDError(ERROR_INVALID_PARAMETER, args.c_str());
     for (int i = all ? 0 : tls->nBatchFrame; i <= tls->nBatchFrame; i++) {
         BATCHFRAME &f = tls->aBatchFrames[i];
         while (f.nGosubVarLevel > 0 && !f.sGosubArgs.empty()) DeleteNamedParameters(&f);
@@ -295,7 +323,7 @@ int Cancel_Command(CString &args) { return EndFrames(args, true); }
 int Defer_Command(CString &args) {
     BATCHFRAME *f = CurrentFrame();
     args.Trim();
-    if (args.empty()) return BDError(87, nullptr);
+    if (args.empty()) return BDError(ERROR_INVALID_PARAMETER, nullptr);
     if (!f->sDefer.empty()) f->sDefer += L'\n';
     f->sDefer += args;
     return 0;
@@ -304,7 +332,7 @@ int Defer_Command(CString &args) {
 int On_Command(CString &args) {
     BATCHFRAME *f = CurrentFrame();
     CString word;
-    if (!GetNthArgument(args.c_str(), 0, &word)) return BDError(87, nullptr);
+    if (!GetNthArgument(args.c_str(), 0, &word)) return BDError(ERROR_INVALID_PARAMETER, nullptr);
     struct Field { const wchar_t *name; CString BATCHFRAME::*field; };
     static const Field fields[] = {
         {L"break", &BATCHFRAME::sOnBreak},         {L"close", &BATCHFRAME::sOnClose},
@@ -327,40 +355,18 @@ int On_Command(CString &args) {
         f->*field.field = text;
         return 0;
     }
-    return BDError(87, word.c_str());
+    return BDError(ERROR_INVALID_PARAMETER, word.c_str());
 }
 
-int BatComment_Command(CString &) {
-    if (!OpenBatchFile()) return BATCH_RETURN;
-    BATCHFRAME *f = CurrentFrame();
-    CString line, word;
-    while (ScanLine(f, line)) {
-        GetNthArgument(line.c_str(), 0, &word);
-        if (word.EqualsNoCase(L"endcomment")) return 0;
-    }
-    return 2;
-}
+int BatComment_Command(CString &) { return BlockCommand(L"endcomment", false); }
 
-int Battext_Command(CString &) {
-    if (!OpenBatchFile()) return BATCH_RETURN;
-    BATCHFRAME *f = CurrentFrame();
-    CString line, word;
-    while (ScanLine(f, line)) {
-        GetNthArgument(line.c_str(), 0, &word);
-        if (word.EqualsNoCase(L"endtext")) return 0;
-        Printf(L"%s\r\n", line.c_str());
-    }
-    return BDError(ERROR_BD_TEXT_NO_END, f->sBatchName.c_str());
-}
+int Battext_Command(CString &) { return BlockCommand(L"endtext", true); }
 
 int Iff_Command(CString &args) {
     TLS_VARIABLES *tls = GetTLS();
-    CString second;
-    if (!GetNthArgument(args.c_str(), 1, &second)) return BDError(87, args.c_str());
-    CString line = args;
-    int test = TestCondition(line, 2);
-    line.TrimLeft();
-    if (test < 0 || line.empty()) return BDError(87, args.c_str());
+    CString line;
+    int test;
+    if (int rc = ReadCommandTest(args, 2, &test, line)) return rc;
     CString word;
     GetNthArgument(line.c_str(), 0, &word);
     if (word.EqualsNoCase(L"then")) {
@@ -378,14 +384,13 @@ int Iff_Command(CString &args) {
         return LINE_REPLACED;
     }
     args.clear();
-    return Command_S(line, CMD_DEBUG);
+    return aHooks.pfnCommand(line, CMD_DEBUG);
 }
 
 // One line of a SWITCH block: trimmed, one leading "*" gone.
 static bool SwitchLine(BATCHFRAME *f, CString &line) {
-    if (!GetNextLine(f->hFile, line, ReadFlags(f, 2), nullptr, 65535)) return false;
-    f->nLineNumber++;
-    ContinueEscapedLine(line, f->hFile, ReadFlags(f, 2), true);
+    if (!ScanLine(f, line)) return false;
+    ContinueEscapedLine(line, f->hFile, FrameReadFlags(f, GNL_SCAN), true);
     line.Trim();
     if (line.At(0) == L'*') line.erase(0, 1);
     return true;

@@ -7,20 +7,18 @@
 #include <cwchar>
 #include <cwctype>
 #include <vector>
+#include "base/args.h"
+#include "base/breaks.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "batch/batch.h"
-#include "console/output.h"
-#include "core/args.h"
-#include "core/bdx.h"
-#include "core/error.h"
-#include "core/format.h"
+#include "console/console.h"
 #include "files/dates.h"
 
 namespace {
-
-constexpr int ERROR_BAD_PARAMETER = 87;
-constexpr int ERROR_BD_BAD_DATE = ERROR_BD_INVALID_DATE;
-constexpr int ERROR_BD_BAD_TIME = ERROR_BD_INVALID_TIME;
-constexpr int IDS_PAUSE_PROMPT = 3327;
 
 // Key values: characters as they are; keys without a character are
 // kExtendedKey + their scan code, and are stored as "@code".
@@ -222,23 +220,23 @@ int ParseDelayMoment(const CString &text, SYSTEMTIME *when) {
     unsigned f[6] = {0, 0, 0, 0, 0, 0};
     bool timeOnly = text.find_first_of(L"/-") == CString::npos && text.find(L':') != CString::npos;
     if (timeOnly) {
-        if (Sscanf(text, L"%u%*1s%u%*1s%u", &f[3], &f[4], &f[5]) < 2) return ERROR_BD_BAD_TIME;
+        if (Sscanf(text, L"%u%*1s%u%*1s%u", &f[3], &f[4], &f[5]) < 2) return ERROR_BD_INVALID_TIME;
     } else if (text.find_first_of(L"/:-") == CString::npos) {
         if (Sscanf(text, L"%4u%2u%2u%*[ ,\t]%2u%2u%2u", &f[0], &f[1], &f[2], &f[3], &f[4], &f[5]) < 3)
-            return ERROR_BD_BAD_DATE;
+            return ERROR_BD_INVALID_DATE;
         when->wYear = (WORD)f[0], when->wMonth = (WORD)f[1], when->wDay = (WORD)f[2];
     } else {
         int y, m, d, seconds = 0;
         const wchar_t *end;
-        if (ParseDate(text.c_str(), 0, &y, &m, &d, &end)) return ERROR_BD_BAD_DATE;
+        if (ParseDate(text.c_str(), 0, &y, &m, &d, &end)) return ERROR_BD_INVALID_DATE;
         when->wYear = (WORD)y, when->wMonth = (WORD)m, when->wDay = (WORD)d;
         end += wcsspn(end, L" ,=");
-        if (*end && ParseTimeOfDay(end, &seconds)) return ERROR_BD_BAD_TIME;
+        if (*end && ParseTimeOfDay(end, &seconds)) return ERROR_BD_INVALID_TIME;
         f[3] = seconds / 3600, f[4] = seconds / 60 % 60, f[5] = seconds % 60;
     }
     if (when->wYear < 1601 || when->wYear > 30827 || when->wDay < 1 || when->wDay > DaysInMonth(when->wYear, when->wMonth))
-        return ERROR_BD_BAD_DATE;
-    if (f[3] > 23 || f[4] > 59 || f[5] > 59) return ERROR_BD_BAD_TIME;
+        return ERROR_BD_INVALID_DATE;
+    if (f[3] > 23 || f[4] > 59 || f[5] > 59) return ERROR_BD_INVALID_TIME;
     when->wHour = (WORD)f[3], when->wMinute = (WORD)f[4], when->wSecond = (WORD)f[5];
     return 0;
 }
@@ -294,7 +292,7 @@ int Delay_Command(CString &args) {
     ULONGLONG ms = milliseconds ? 1 : 1000;
     CString word;
     for (int i = 0; GetNthArgument(args.c_str(), i, &word); i++)
-        if (!ParseDelayCount(word, milliseconds, &ms)) return BDError(ERROR_BAD_PARAMETER, word.c_str());
+        if (!ParseDelayCount(word, milliseconds, &ms)) return BDError(ERROR_INVALID_PARAMETER, word.c_str());
     if (!moment.empty()) {
         SYSTEMTIME when;
         moment.Trim();
@@ -367,7 +365,7 @@ int ReadHeadSwitches(CString &args, const wchar_t *letters, KeySwitches *sw) {
             if (c == L' ' || !wcschr(letters, c)) {
                 size_t end = word;
                 while (end < args.size() && !QueryIsWhiteSpace(args[end])) end++;
-                return BDError(ERROR_BAD_PARAMETER, args.Mid(word, end - word).c_str());
+                return BDError(ERROR_INVALID_PARAMETER, args.Mid(word, end - word).c_str());
             }
             sw->seen += c;
             TakeSwitchValue(args, ++i, c, sw);
@@ -435,7 +433,7 @@ bool EditInputLine(const KeySwitches &sw, HANDLE in, CString &line) {
 
 // INPUT's line from a redirected standard input; false at its end.
 bool ReadInputLine(const KeySwitches &sw, HANDLE in, CString &line) {
-    if (!GetNextLine(in, line, 0, nullptr, 65535)) return false;
+    if (!GetNextLine(in, line, 0, nullptr, MAX_LINE_CHARS)) return false;
     if (sw.maxLength > 0) line.Truncate(sw.maxLength);
     return true;
 }
@@ -467,7 +465,7 @@ int GetUserInput(CString &args, int mode) {
     KeySwitches sw;
     if (ReadHeadSwitches(args, mode ? L"CKPWEXNLD" : L"CKPW X  DM", &sw)) return 2;
     CString prompt, name;
-    if (!SplitPrompt(args, prompt, name)) return BDError(ERROR_BAD_PARAMETER, nullptr);
+    if (!SplitPrompt(args, prompt, name)) return BDError(ERROR_INVALID_PARAMETER, nullptr);
     HANDLE in = StdIn();
     const bool console = QueryIsConsole(in);
     if (console && sw.Has(L'C')) EatKeystrokes();
@@ -500,7 +498,7 @@ int Pause_Command(CString &args) {
     if (ReadHeadSwitches(args, L"CW", &sw)) return 2;
     CString text = args;
     text.Trim();
-    if (text.empty()) text = LoadLanguageString(IDS_PAUSE_PROMPT);
+    if (text.empty()) text = LoadLanguageString(IDS_PRESS_ANY_KEY);
     HANDLE out = QueryIsConsole(StdOut()) ? StdOut() : StdErr();
     Qprintf(out, L"%s", text.c_str());
     HANDLE in = StdIn();

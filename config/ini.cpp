@@ -2,10 +2,13 @@
 // option block by the row's type; options returned to their defaults and
 // read back as text; the extra-options list; the cipher of secret values.
 #include <cwchar>
-#include "config/ini.h"
+#include "base/colors.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/hooks.h"
+#include "base/options.h"
+#include "config/config.h"
 #include "config/ini_internal.h"
-#include "core/bdx.h"
-#include "core/format.h"
 
 std::vector<EXTRAOPTION> aExtraOptions;
 
@@ -178,7 +181,7 @@ int IniLine(CString &line, INIFILE *block, int skip, int fromOption, const wchar
         return -(int)SectionBit(name);
     }
     if (skip) return 0;
-    if (line.find(L'%') != CString::npos && VariableExpansion(line, 0)) return Fail(error, kBadExpansion);
+    if (line.find(L'%') != CString::npos && aHooks.pfnExpandVariables(line, 0)) return Fail(error, kBadExpansion);
     CString name = line.Left(line.find_first_of(L" ;=\t"));
     CString rest = line.Mid(name.size());
     const OPTIONROW *row = name.empty() ? nullptr : FindOption(name.c_str());

@@ -2,7 +2,8 @@
 // a block, and the owned strings of the string-type rows.
 #pragma once
 #include <cwchar>
-#include "config/ini.h"
+#include "base/options.h"
+#include "config/config.h"
 
 template <typename T> T &OptionField(INIFILE *block, const OPTIONROW &row) {
     return *reinterpret_cast<T *>(reinterpret_cast<char *>(block) + row.nOffset);
@@ -31,6 +32,3 @@ void FreeIniStrings(INIFILE *block);
 
 // A value that is one double-quoted stretch loses its quotes.
 void StripValueQuotes(CString &value);
-
-// Language strings of the ini engine.
-enum : int { IDS_PRESS_ANY_KEY = 3327, IDS_INI_ERROR = 3605, IDS_SETDOS_STATE = 3740 };

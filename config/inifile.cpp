@@ -1,15 +1,16 @@
 // Reading ini files: the file's encoding, its lines, sections and includes,
 // the report of bad lines, and the named and default files.
 #include <shlobj.h>
-#include <knownfolders.h>
 #include <cwchar>
 #include <vector>
-#include "config/ini.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/hooks.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "config/config.h"
 #include "config/ini_internal.h"
-#include "console/output.h"
-#include "core/bdx.h"
-#include "core/cmdtable.h"
-#include "core/format.h"
 
 namespace {
 
@@ -88,8 +89,9 @@ void ReportIniError(const INIFILE *block, const CString &text, int line, const C
         MessageBoxW(nullptr, message.c_str(), L"BDX", MB_OK | MB_ICONWARNING);
         return;
     }
-    Qprintf(StdErr(), L"%s\r\n", message.c_str());
-    if (block->PauseOnError && QueryIsConsole(StdIn())) QueryInputChar(LoadLanguageString(IDS_PRESS_ANY_KEY).c_str(), nullptr);
+    aHooks.pfnWriteText(StdErr(), message + L"\r\n");
+    if (block->PauseOnError && QueryIsConsole(StdIn()))
+        aHooks.pfnQueryKey(LoadLanguageString(IDS_PRESS_ANY_KEY).c_str(), nullptr);
 }
 
 // INIQuery: ask about each line.  1 reads it, 0 skips it.
@@ -187,7 +189,7 @@ void DisableListedCommands(const CString &file) {
     for (size_t at = 0; at < keys.size(); at = keys.find(L'\0', at) + 1) {
         CString name = keys.c_str() + at;
         name.Trim();
-        if (!name.empty()) DisableInternalCommand(name.c_str());
+        if (!name.empty()) aHooks.pfnEnableCommand(name.c_str(), false);
         if (keys.find(L'\0', at) == CString::npos) break;
     }
 }
@@ -218,12 +220,12 @@ int ProcessINI(const wchar_t *file) {
 
 namespace {
 
-CString KnownFolder(REFKNOWNFOLDERID id) {
-    wchar_t *path = nullptr;
-    CString folder;
-    if (SUCCEEDED(SHGetKnownFolderPath(id, KF_FLAG_DEFAULT, nullptr, &path)) && path) folder = path;
-    CoTaskMemFree(path);
-    return folder;
+// A folder of the system's (CSIDL_COMMON_APPDATA, CSIDL_LOCAL_APPDATA);
+// empty when it has none.  (The form that fills a buffer needs no COM
+// memory, so start-up does not load the COM library.)
+CString KnownFolder(int csidl) {
+    wchar_t path[MAX_PATH];
+    return SUCCEEDED(SHGetFolderPathW(nullptr, csidl, nullptr, SHGFP_TYPE_CURRENT, path)) ? CString(path) : CString();
 }
 
 }  // namespace
@@ -235,11 +237,11 @@ void DefaultINI(const wchar_t *name) {
         bool found = !ProcessINI((dir + name).c_str());
         bool bootRoot = dir.size() == 3 && dir[1] == L':' && ToUpperChar(dir[0]) == ToUpperChar(aIniFile.cBootDrive);
         if (!found && !bootRoot) {
-            CString common = KnownFolder(FOLDERID_ProgramData);
+            CString common = KnownFolder(CSIDL_COMMON_APPDATA);
             if (!common.empty()) found = !ProcessINI(FormatStr(L"%s\\Marlo Works\\BDX-RT 26\\BDXM.INI", common.c_str()).c_str());
         }
         if (!found && !bootRoot) {
-            CString local = KnownFolder(FOLDERID_LocalAppData);
+            CString local = KnownFolder(CSIDL_LOCAL_APPDATA);
             if (!local.empty()) {
                 local += L"\\MarloSoft";
                 CreateDirectoryW(local.c_str(), nullptr);

@@ -2,13 +2,14 @@
 // in the paging-file mapping "Brindle_<pid>", and a shell started from
 // another one (a nested shell) takes its options from its parent's image
 // instead of reading the ini file again.
-#include "core/bdx.h"
+#include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "config/config.h"
+#include "config/ini_internal.h"
 #include <tlhelp32.h>
 #include <cstring>
 #include <vector>
-#include "config/ini.h"
-#include "config/ini_internal.h"
-#include "core/format.h"
 
 namespace {
 

@@ -3,8 +3,9 @@
 // character for Ctrl-letter, or 0x100 plus the keyboard scan code for a key
 // that has no character (Alt-letter, the F-keys).
 #include <cwchar>
-#include "config/ini.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/format.h"
+#include "config/config.h"
 
 namespace {
 
@@ -42,7 +43,7 @@ wchar_t ScanChar(int scan) {
 
 // Scan codes of F1 (F1 to F10 follow it) and of F11 (F12 follows it), for
 // the plain key and with Shift, Ctrl and Alt.
-enum { MOD_NONE, MOD_SHIFT, MOD_CTRL, MOD_ALT };
+enum { KEYMOD_NONE, KEYMOD_SHIFT, KEYMOD_CTRL, KEYMOD_ALT };
 constexpr int aFirstF1[] = {59, 84, 94, 104};
 constexpr int aFirstF11[] = {133, 135, 137, 139};
 constexpr const wchar_t *aModifierNames[] = {L"", L"Shift-", L"Ctrl-", L"Alt-"};
@@ -67,23 +68,23 @@ int FunctionNumber(const CString &word) {
 int KeyNameValue(const CString &name) {
     if (name.size() == 1) return name[0];
     CString word = name;
-    int modifier = MOD_NONE;
-    for (int m = MOD_SHIFT; m <= MOD_ALT; m++) {
+    int modifier = KEYMOD_NONE;
+    for (int m = KEYMOD_SHIFT; m <= KEYMOD_ALT; m++) {
         if (!word.StartsWithNoCase(aModifierNames[m]) || word.size() <= wcslen(aModifierNames[m])) continue;
         modifier = m;
         word.erase(0, wcslen(aModifierNames[m]));
         break;
     }
     if (int number = FunctionNumber(word)) return FunctionKey(number, modifier);
-    if (modifier == MOD_NONE) {
+    if (modifier == KEYMOD_NONE) {
         for (const NAMEDKEY &key : aNamedKeys)
             if (word.EqualsNoCase(key.pszName)) return key.nKey;
         return -1;
     }
     if (word.size() != 1) return -1;
     wchar_t c = ToUpperChar(word[0]);
-    if (modifier == MOD_CTRL && c >= L'@' && c <= L'_') return c & 0x1F;
-    if (modifier == MOD_ALT && ScanCode(c) > 0) return kExtended + ScanCode(c);
+    if (modifier == KEYMOD_CTRL && c >= L'@' && c <= L'_') return c & 0x1F;
+    if (modifier == KEYMOD_ALT && ScanCode(c) > 0) return kExtended + ScanCode(c);
     return -1;
 }
 
@@ -93,7 +94,7 @@ CString KeyValueName(int key) {
     if (key >= 0 && key < 32) return FormatStr(L"Ctrl-%c", key + L'@');
     if (key < kExtended) return CString(1, (wchar_t)key);
     int scan = key - kExtended;
-    for (int m = MOD_NONE; m <= MOD_ALT; m++) {
+    for (int m = KEYMOD_NONE; m <= KEYMOD_ALT; m++) {
         if (scan >= aFirstF1[m] && scan < aFirstF1[m] + 10)
             return FormatStr(L"%sF%d", aModifierNames[m], scan - aFirstF1[m] + 1);
         if (scan >= aFirstF11[m] && scan < aFirstF11[m] + 2)

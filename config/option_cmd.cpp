@@ -3,14 +3,14 @@
 // made on a scratch copy of the block and kept only when every setting of
 // the command was good.
 #include <cwchar>
-#include "config/ini.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/hooks.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "config/config.h"
 #include "config/ini_internal.h"
-#include "console/output.h"
-#include "core/args.h"
-#include "core/bdx.h"
-#include "core/cmdtable.h"
-#include "core/format.h"
-#include "vars/lists.h"
 
 namespace {
 
@@ -22,7 +22,7 @@ struct SCRATCHBLOCK {
     void Keep() {
         CopyIniBlock(&aIniFile, &block);
         SaveIniData();
-        ReconcileListModes();
+        aHooks.pfnOptionsChanged();
     }
 };
 
@@ -74,7 +74,7 @@ int ListOptions() {
         text.AppendFormat(L"%s=%s\r\n", aOptions[i].pszName, value.c_str());
     }
     for (const EXTRAOPTION &extra : aExtraOptions) text.AppendFormat(L"%s=%s\r\n", extra.sName.c_str(), extra.sValue.c_str());
-    QWrite(StdOut(), text);
+    aHooks.pfnWriteText(StdOut(), text);
     return 0;
 }
 
@@ -86,7 +86,7 @@ int PrintOptions(const CString &args) {
         if (GetOptionValue(name.c_str(), value)) return BDError(ERROR_BD_UNKNOWN_OPTION, name.c_str());
         const OPTIONROW *row = FindOption(name.c_str());
         EXTRAOPTION *extra = row ? nullptr : FindExtraOption(name.c_str());
-        Printf(L"%s=%s\r\n", row ? row->pszName : extra->sName.c_str(), value.c_str());
+        aHooks.pfnWriteText(StdOut(), FormatStr(L"%s=%s\r\n", row ? row->pszName : extra->sName.c_str(), value.c_str()));
     }
     return 0;
 }

@@ -2,16 +2,14 @@
 // helpers that reach a row's field.
 #include <cstddef>
 #include <cwchar>
-#include "config/ini.h"
+#include "base/options.h"
+#include "config/config.h"
 #include "config/ini_internal.h"
-#include "core/bdx.h"
-
-INIFILE aIniFile;
 
 const OPTIONROW aOptions[] = {
 #define BD_OPTION(name, field, type, def, lo, hi, choices, pflags) \
     {name, type, (long long)(def), (long long)(lo), (long long)(hi), choices, pflags, offsetof(INIFILE, field)},
-#include "config/options.def"
+#include "base/options.def"
 #undef BD_OPTION
 };
 

@@ -3,13 +3,15 @@
 // to a scratch copy of the block and kept only when all of them were good.
 #include <cwchar>
 #include <vector>
-#include "config/ini.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/hooks.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "config/config.h"
 #include "config/ini_internal.h"
-#include "console/output.h"
-#include "core/args.h"
-#include "core/bdx.h"
-#include "core/cmdtable.h"
-#include "core/format.h"
 
 namespace {
 
@@ -96,8 +98,8 @@ int QueueCommandState(SETDOSRUN &run, const CString &value) {
     }
     bool enable = value.At(0) != L'-';
     CString name = value.At(0) == L'-' || value.At(0) == L'+' ? value.Mid(1) : value;
-    BUILTIN *row = nullptr;
-    if (name.empty() || FindInternalCommand(name.c_str(), true, &row) < 0 || !row || !name.EqualsNoCase(row->pszName))
+    CString rowName;
+    if (name.empty() || aHooks.pfnFindCommand(name.c_str(), true, nullptr, &rowName) < 0 || !name.EqualsNoCase(rowName))
         return BDError(ERROR_BD_UNKNOWN_COMMAND, name.c_str());
     if (!enable && name.EqualsNoCase(L"SETDOS")) return 0;  // SETDOS never disables itself
     run.aCommands.push_back({name, enable});
@@ -200,10 +202,11 @@ int ShowSetdos() {
     CString format = LoadLanguageString(IDS_SETDOS_STATE);
     format.Replace(L"\n", L"\r\n");
     if (format.empty() || format.back() != L'\n') format += L"\r\n";
-    Printf(format.c_str(), aIniFile.ANSI, CommandSepChar(), aIniFile.Descriptions, EscapeCharValue(),
-           aIniFile.EvalMin, aIniFile.EvalMax, QueryDecimalChar(), QueryThousandsChar(), aIniFile.EditMode,
-           aIniFile.NoClobber, ParameterCharValue(), aIniFile.CursorOver, aIniFile.CursorIns, aIniFile.BatchEcho,
-           ExpansionDigits(aIniFile.ParseFlags).c_str());
+    CString text = FormatStr(format.c_str(), aIniFile.ANSI, CommandSepChar(), aIniFile.Descriptions, EscapeCharValue(),
+                             aIniFile.EvalMin, aIniFile.EvalMax, QueryDecimalChar(), QueryThousandsChar(),
+                             aIniFile.EditMode, aIniFile.NoClobber, ParameterCharValue(), aIniFile.CursorOver,
+                             aIniFile.CursorIns, aIniFile.BatchEcho, ExpansionDigits(aIniFile.ParseFlags).c_str());
+    aHooks.pfnWriteText(StdOut(), text);
     return 0;
 }
 
@@ -222,11 +225,8 @@ int Setdos_Command(CString &args) {
     }
     if (!rc) {
         CopyIniBlock(&aIniFile, &scratch);
-        for (const COMMANDSTATE &change : run.aCommands) {
-            if (change.sName.empty()) SetInternalCommands(1);
-            else if (change.fEnable) EnableInternalCommand(change.sName.c_str());
-            else DisableInternalCommand(change.sName.c_str());
-        }
+        for (const COMMANDSTATE &change : run.aCommands)
+            aHooks.pfnEnableCommand(change.sName.empty() ? nullptr : change.sName.c_str(), change.fEnable);
     }
     FreeIniStrings(&scratch);
     SaveIniData();

@@ -1,11 +1,11 @@
 // Line input: GetNextLine for files, pipes and the console, the console
 // line reader, single-key questions and the prompt.
 #include <cwchar>
-#include "console/output.h"
-#include "core/bdx.h"
-#include "core/error.h"
-#include "core/format.h"
-#include "files/paths.h"
+#include "base/breaks.h"
+#include "base/format.h"
+#include "base/hooks.h"
+#include "base/state.h"
+#include "console/console.h"
 
 namespace {
 
@@ -214,14 +214,14 @@ int ReadFrameLine(BATCHFRAME *f, CString &line, bool wide, bool utf8, int maxCha
 }  // namespace
 
 int GetNextLine(HANDLE handle, CString &line, int flags, const wchar_t *prompt, int maxChars) {
-    if (!(flags & 8)) line.clear();
-    if (handle == StdIn() && QueryIsConsole(handle)) return egets(line, maxChars, flags & 0xFF, prompt);
-    bool wide = (flags & 0x10000) || (handle && handle == GetTLS()->hUnicodeInput);
-    bool utf8 = (flags & 0x20000) != 0;
+    if (!(flags & GNL_APPEND)) line.clear();
+    if (handle == StdIn() && QueryIsConsole(handle)) return egets(line, maxChars, flags & GNL_EDITOR_FLAGS, prompt);
+    bool wide = (flags & GNL_UTF16) || (handle && handle == GetTLS()->hUnicodeInput);
+    bool utf8 = (flags & GNL_UTF8) != 0;
     BATCHFRAME *frame = CurrentFrame();
     if (handle == BTM_IN_MEMORY) return frame ? ReadImageLine(frame, line, wide, utf8, maxChars) : 0;
     if (frame && handle == frame->hFile) return ReadFrameLine(frame, line, wide, utf8, maxChars);
-    if (!(flags & 0x8000) && GetFileType(handle) == FILE_TYPE_PIPE)
+    if (!(flags & GNL_NO_PIPE_TEST) && GetFileType(handle) == FILE_TYPE_PIPE)
         return ReadPipeLine(handle, line, wide || GetTLS()->nOutputEncoding == 3, maxChars);
     int consumed = ReadFileLine(handle, line, wide, utf8, maxChars);
     return wide ? consumed / 2 : consumed;
@@ -258,12 +258,6 @@ void EatKeystrokes() {
 }
 
 namespace {
-
-CString CurrentDirectory() {
-    CString dir;
-    QueryCurrentDirectory(nullptr, &dir);
-    return dir;
-}
 
 // The $ codes of a prompt that need nothing beyond the directory, the
 // result and the version.
@@ -309,7 +303,7 @@ CString ExpandPromptCodes(const CString &text) {
 int ShowPrompt(const wchar_t *variableName) {
     CString text;
     if (!QueryEnvVar(variableName ? variableName : L"PROMPT", &text)) text = L"[$P]";
-    else VariableExpansion(text, 1);
+    else aHooks.pfnExpandVariables(text, 1);
     QPuts(ExpandPromptCodes(text).c_str());
     return 0;
 }

@@ -1,11 +1,15 @@
 // wwriteXP and the printing family, and the page pause of the listing
 // commands.  A console gets UTF-16 through WriteConsoleW; files and pipes
 // get bytes in the thread's output encoding.
-#include "console/output.h"
-#include <cstdarg>
+#include "base/breaks.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "console/console.h"
 #include "console/screen.h"
-#include "core/error.h"
-#include "core/format.h"
+#include <cstdarg>
 
 namespace {
 
@@ -134,6 +138,12 @@ int VQprintf(HANDLE handle, const wchar_t *format, va_list args) {
     CheckBreak();
     CString text;
     FormatV(text, format, args);
+    WriteText(handle, text);
+    return text.GetLength();
+}
+
+int PrintText(HANDLE handle, const CString &text) {
+    CheckBreak();
     WriteText(handle, text);
     return text.GetLength();
 }
@@ -277,7 +287,7 @@ void PagePause() {
         wchar_t key = ReadKey(in);
         if (key == 27) {
             CrLf();
-            BreakOut(3);
+            BreakOut(BREAK_CTRL_C);
         }
         wchar_t all = aGlobals.cAll ? aGlobals.cAll : L'A';
         if (ToUpperChar(key) == ToUpperChar(all)) tls->nPageLength = -1;

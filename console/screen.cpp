@@ -3,10 +3,13 @@
 // are relative to the top of the visible window (GetRowOffset); the Abs
 // forms use buffer rows.
 #include "console/screen.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "console/console.h"
 #include <algorithm>
 #include <vector>
-#include "console/output.h"
-#include "core/format.h"
 
 namespace {
 
@@ -87,16 +90,6 @@ HANDLE ConsoleOutputHandle() {
     return QueryIsConsole(out) ? out : nullptr;
 }
 
-bool QueryIsConsole(HANDLE handle) {
-    if (!ValidHandle(handle)) return false;
-    // Files and pipes (what redirection makes of the standard handles) are
-    // told apart without a trip to the console, which is costly.
-    DWORD type = GetFileType(handle);
-    if (type == FILE_TYPE_DISK || type == FILE_TYPE_PIPE) return false;
-    DWORD mode;
-    return GetConsoleMode(handle, &mode);
-}
-
 int QueryIsANSI() { return aIniFile.ANSI; }
 
 unsigned OutputCodePage() {
@@ -154,15 +147,15 @@ int GetCursorRange(const wchar_t *text, int *row, int *col) {
     int r = 0, c = 0, colAt = 0, end = 0;
     if (Sscanf(text, L"%i %*[,] %n%d%n", &r, &colAt, &c, &end) != 4 ||
         CString(text + end).find_first_not_of(L" \t") != CString::npos)
-        return BDError(87, text);
+        return BDError(ERROR_INVALID_PARAMETER, text);
     const wchar_t *rowText = text;
     while (*rowText == L' ' || *rowText == L'\t') rowText++;
     int cursorRow, cursorCol;
     GetCursorPosition(&cursorRow, &cursorCol);
     if (*rowText == L'+' || *rowText == L'-') r += cursorRow;
     if (text[colAt] == L'+' || text[colAt] == L'-') c += cursorCol;
-    if (r < 0 || r > GetScrRows()) return BDError(87, CString(rowText).substr(0, wcscspn(rowText, L" \t,")).c_str());
-    if (c < 0 || c >= GetScrCols()) return BDError(87, CString(text + colAt).substr(0, end - colAt).c_str());
+    if (r < 0 || r > GetScrRows()) return BDError(ERROR_INVALID_PARAMETER, CString(rowText).substr(0, wcscspn(rowText, L" \t,")).c_str());
+    if (c < 0 || c >= GetScrCols()) return BDError(ERROR_INVALID_PARAMETER, CString(text + colAt).substr(0, end - colAt).c_str());
     *row = r;
     *col = c;
     return 0;
@@ -205,22 +198,27 @@ void Scroll(int top, int left, int bottom, int right, int lines, int attribute) 
     ScrollConsoleScreenBufferW(h, &source, &area, to, &fill);
 }
 
-int ReadCellStr(CHAR_INFO *cells, int count, int row, int col) {
+namespace {
+
+// Read or write (transfer: ReadConsoleOutputW or WriteConsoleOutputW) a run
+// of count cells of one row; the cells that were moved.
+template <typename Cells, typename Transfer> int MoveCellRun(Cells cells, int count, int row, int col, Transfer transfer) {
     HANDLE h = ConsoleOutputHandle();
     if (!h || count <= 0) return 0;
     COORD at = Cell(row, col);
     SMALL_RECT area{at.X, at.Y, (SHORT)(at.X + count - 1), at.Y};
-    if (!ReadConsoleOutputW(h, cells, COORD{(SHORT)count, 1}, COORD{0, 0}, &area)) return 0;
+    if (!transfer(h, cells, COORD{(SHORT)count, 1}, COORD{0, 0}, &area)) return 0;
     return area.Right - area.Left + 1;
 }
 
+}  // namespace
+
+int ReadCellStr(CHAR_INFO *cells, int count, int row, int col) {
+    return MoveCellRun(cells, count, row, col, ReadConsoleOutputW);
+}
+
 int WriteCellStr(const CHAR_INFO *cells, int count, int row, int col) {
-    HANDLE h = ConsoleOutputHandle();
-    if (!h || count <= 0) return 0;
-    COORD at = Cell(row, col);
-    SMALL_RECT area{at.X, at.Y, (SHORT)(at.X + count - 1), at.Y};
-    if (!WriteConsoleOutputW(h, cells, COORD{(SHORT)count, 1}, COORD{0, 0}, &area)) return 0;
-    return area.Right - area.Left + 1;
+    return MoveCellRun(cells, count, row, col, WriteConsoleOutputW);
 }
 
 int WriteTTY(const wchar_t *text) {
@@ -453,4 +451,9 @@ void ColorWriteAtCursor(int attribute, const wchar_t *text, int length) {
             wwriteXP(h, &c, 1);  // bell, backspace and the like act as usual
         }
     }
+}
+
+void SetColors(int attribute) {
+    HANDLE out = ConsoleOutputHandle();
+    if (out) SetConsoleTextAttribute(out, (WORD)attribute);
 }

@@ -3,13 +3,12 @@
 // name says Abs; columns count from 0.  Every function fails quietly (or
 // returns 0/false) when there is no console behind the output.
 #pragma once
-#include "core/bdx.h"
+#include "base/platform.h"
 
 // The screen buffer that the cell layer writes to: the console output
 // handle, else standard output when that is a console; null without one.
 HANDLE ConsoleOutputHandle();
 
-bool QueryIsConsole(HANDLE handle);
 int QueryIsANSI();
 
 int GetRowOffset();

@@ -1,15 +1,16 @@
 // The screen commands: COLOR, CLS, SCREEN, SCRPUT, VSCRPUT, DRAWBOX,
 // DRAWHLINE and DRAWVLINE.  Each checks its whole line first (numbers,
 // colours, window bounds) and touches the screen only when all is good.
-#include "console/screen_cmds.h"
+#include "base/args.h"
+#include "base/colors.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "console/console.h"
+#include "console/screen.h"
 #include <algorithm>
 #include <vector>
-#include "console/colors.h"
-#include "console/output.h"
-#include "console/screen.h"
-#include "core/args.h"
-#include "core/cmdtable.h"
-#include "core/format.h"
 
 namespace {
 
@@ -70,7 +71,7 @@ constexpr int kShadowColor = 0x08;
 int SyntaxError(const CString &args) {
     CString text = args;
     text.Trim();
-    return BDError(87, text.empty() ? nullptr : text.c_str());
+    return BDError(ERROR_INVALID_PARAMETER, text.empty() ? nullptr : text.c_str());
 }
 
 // A whole argument that is a decimal number.
@@ -239,7 +240,7 @@ int ReadBoxOptions(const wchar_t *p, Box *box) {
         } else if (word.EqualsNoCase(L"ZOOM")) {
             box->zoom = true;
         } else {
-            return BDError(87, word.c_str());
+            return BDError(ERROR_INVALID_PARAMETER, word.c_str());
         }
         p = behind;
     }
@@ -251,7 +252,7 @@ int ReadBox(const CString &args, Box *box) {
         if (!GetNthArgument(args.c_str(), i, &words[i])) return SyntaxError(args);
     const wchar_t *rest = GetNthArgument(args.c_str(), 5);
     if (!rest) return SyntaxError(args);
-    if (!ReadNumber(words[4], &box->style) || box->style < 0 || box->style > 4) return BDError(87, words[4].c_str());
+    if (!ReadNumber(words[4], &box->style) || box->style < 0 || box->style > 4) return BDError(ERROR_INVALID_PARAMETER, words[4].c_str());
     int foreground, background;
     const wchar_t *behind = ParseColors(rest, &foreground, &background);
     if (foreground < 0 || background < 0) return BDError(ERROR_BD_INVALID_COLOR, rest);
@@ -260,8 +261,8 @@ int ReadBox(const CString &args, Box *box) {
     if (ReadPosition(words[0], words[1], &box->top, &box->left) ||
         ReadPosition(words[2], words[3], &box->bottom, &box->right))
         return 2;
-    if (box->bottom <= box->top) return BDError(87, words[2].c_str());
-    if (box->right <= box->left) return BDError(87, words[3].c_str());
+    if (box->bottom <= box->top) return BDError(ERROR_INVALID_PARAMETER, words[2].c_str());
+    if (box->right <= box->left) return BDError(ERROR_INVALID_PARAMETER, words[3].c_str());
     return 0;
 }
 
@@ -333,12 +334,12 @@ int DrawLine(CString &args, bool vertical) {
     const wchar_t *rest = GetNthArgument(args.c_str(), 4);
     if (!rest) return SyntaxError(args);
     int length, style;
-    if (!ReadNumber(words[2], &length) || length < 1) return BDError(87, words[2].c_str());
-    if (!ReadNumber(words[3], &style) || style < 1 || style > 2) return BDError(87, words[3].c_str());
+    if (!ReadNumber(words[2], &length) || length < 1) return BDError(ERROR_INVALID_PARAMETER, words[2].c_str());
+    if (!ReadNumber(words[3], &style) || style < 1 || style > 2) return BDError(ERROR_INVALID_PARAMETER, words[3].c_str());
     int attribute = ReadWholeColor(rest);
     int row, col;
     if (attribute < 0 || RequireConsole() || ReadPosition(words[0], words[1], &row, &col)) return 2;
-    if (vertical ? row + length - 1 > GetScrRows() : col + length > GetScrCols()) return BDError(87, words[2].c_str());
+    if (vertical ? row + length - 1 > GetScrRows() : col + length > GetScrCols()) return BDError(ERROR_INVALID_PARAMETER, words[2].c_str());
     // What lies under the line decides its junctions.
     std::vector<CHAR_INFO> cells(length);
     CString existing;

@@ -2,14 +2,14 @@
 // when a file that is no program is run), and the ASSOC and FTYPE commands
 // that show and change the associations in the registry.
 #include <cwchar>
-#include "core/bdx.h"
-#include <shlwapi.h>
-#include "console/output.h"
-#include "core/args.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "console/console.h"
 #include "core/cmdtable.h"
-#include "core/format.h"
 #include "core/launch.h"
-#include "core/redir.h"
+#include "files/files.h"
+#include <shlwapi.h>
 
 namespace {
 

@@ -1,49 +1,20 @@
-// Interrupts.  The console control handler runs on a thread of the
+// Break delivery.  The console control handler runs on a thread of the
 // system's; it touches none of the main thread's state and hands every
 // event to the main thread as an asynchronous procedure, which runs at the
 // main thread's next alertable wait.  The procedure only marks the break as
-// pending; the main thread acts on it at a polling point (after each
-// command, in output, in waits), where BreakHandler unwinds the stack by
-// throwing an integer through every Command_S up to the front end's loop or
-// to the batch file's ON BREAK.
-#include "core/error.h"
-#include "console/output.h"
+// pending; the main thread acts on it at a polling point (base/breaks.cpp).
+// Close, logoff, shutdown, suspend and resume run the batch file's ON
+// handlers the same way.
+#include "base/breaks.h"
+#include "base/hooks.h"
+#include "base/state.h"
+#include "core/core.h"
 
 namespace {
 
 // How long a close, logoff or shutdown event waits for the main thread to
 // run the batch file's handler; the system ends the process at 5 seconds.
 constexpr DWORD kSessionEndWait = 4500;
-
-// The cursor of the line editor, from CursorIns and CursorOver: a command
-// that was interrupted may have hidden or reshaped it.
-void RestoreCursor() {
-    if (aIniFile.CursorIns == -1 || aIniFile.CursorOver == -1) return;
-    HANDLE out = aGlobals.hConOut;
-    CONSOLE_CURSOR_INFO info{};
-    if (!out || out == INVALID_HANDLE_VALUE || !GetConsoleCursorInfo(out, &info)) return;
-    int size = aIniFile.fEditInsert ? aIniFile.CursorIns : aIniFile.CursorOver;
-    if (aIniFile.CursorIns == 0 && aIniFile.CursorOver == 0) {
-        info.bVisible = FALSE;
-    } else {
-        info.bVisible = TRUE;
-        info.dwSize = size < 1 ? 1 : size > 100 ? 100 : size;
-    }
-    SetConsoleCursorInfo(out, &info);
-}
-
-// The console modes that the shell runs with: an interrupted child or
-// command may have left the console raw (and Ctrl+C unprocessed).
-void RestoreConsoleModes() {
-    const HANDLE outputs[] = {GetStdHandle(STD_OUTPUT_HANDLE), GetStdHandle(STD_ERROR_HANDLE), aGlobals.hConOut};
-    const HANDLE inputs[] = {GetStdHandle(STD_INPUT_HANDLE), aGlobals.hConIn};
-    DWORD mode;
-    for (HANDLE h : outputs)
-        if (h && h != INVALID_HANDLE_VALUE && GetConsoleMode(h, &mode))
-            SetConsoleMode(h, (mode & ENABLE_VIRTUAL_TERMINAL_PROCESSING) | 3);
-    for (HANDLE h : inputs)
-        if (h && h != INVALID_HANDLE_VALUE && GetConsoleMode(h, &mode)) SetConsoleMode(h, (mode & ~0x18u) | 7);
-}
 
 // A sound opened through the media command interface plays on by itself:
 // stop and close it.  The library is loaded only for this.
@@ -70,13 +41,6 @@ void StopSideEffects(TLS_VARIABLES *tls) {
         CloseMusic();
         tls->fMusicOpen = 0;
     }
-}
-
-void WriteToConsole(const wchar_t *text) {
-    HANDLE out = aGlobals.hConOut;
-    DWORD mode, done;
-    if (out && out != INVALID_HANDLE_VALUE && GetConsoleMode(out, &mode))
-        WriteConsoleW(out, text, (DWORD)wcslen(text), &done, nullptr);
 }
 
 // A service's process lives on when the user who started the logoff
@@ -140,24 +104,6 @@ void RunFrameHandler(CString BATCHFRAME::*field) {
 
 }  // namespace
 
-void HoldSignals() { GetTLS()->fSignalsHeld = 1; }
-
-void EnableSignals() { GetTLS()->fSignalsHeld = 0; }
-
-void ResetBreakHandling() {
-    TLS_VARIABLES *tls = GetTLS();
-    tls->fBreakPending = 0;
-    tls->fBreakHandled = 0;
-}
-
-void BreakOut(int value) {
-    RestoreCursor();
-    TLS_VARIABLES *tls = GetTLS();
-    if (tls->hChildProcess) TerminateProcess(tls->hChildProcess, 3);
-    RestoreConsoleModes();
-    throw value;
-}
-
 void CALLBACK BreakAPC(ULONG_PTR event) {
     TLS_VARIABLES *tls = GetTLS();
     // In the line editor, Ctrl+C with a selection means "copy".
@@ -167,32 +113,6 @@ void CALLBACK BreakAPC(ULONG_PTR event) {
     }
     StopSideEffects(tls);
     tls->fBreakPending = 1;
-}
-
-void BreakHandler(int event) {
-    SleepEx(0, TRUE);
-    TLS_VARIABLES *tls = GetTLS();
-    if (event && tls->nSelectionStart != -1) {
-        tls->fBreakInEdit = 1;
-        return;
-    }
-    if (tls->fSignalsHeld) {
-        tls->fBreakPending = 1;
-        return;
-    }
-    tls->fBreakPending = 0;
-    tls->nSelectionStart = tls->nSelectionEnd = -1;
-    WriteToConsole(L"^C\r\n");
-    if (tls->nBatchFrame < 0) {
-        tls->bIffState = tls->nIffActive = tls->nIffNested = 0;
-        tls->nDoActive = tls->nDoNested = tls->nDoLeave = 0;
-    }
-    tls->fBreakHandled = 1;
-    BreakOut(BREAK_CTRL_C);
-}
-
-void CheckBreak() {
-    if (GetTLS()->fBreakPending) BreakHandler(0);
 }
 
 BOOL WINAPI ConsoleBreakHandler(DWORD event) {

@@ -2,7 +2,7 @@
 // file goes to the clipboard, or the clipboard's text into a file.
 #include <string>
 #include "batch/batch.h"
-#include "console/output.h"
+#include "console/console.h"
 #include "core/redir.h"
 
 namespace {

@@ -1,13 +1,18 @@
 // The internal command table: lookup, enable state, flags, the ? command
 // and the /? usage texts.
 #include "core/cmdtable.h"
-#include "core/nametable.h"
-#include <cwchar>
-#include "console/output.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/hooks.h"
+#include "base/locale.h"
+#include "base/nametable.h"
+#include "base/state.h"
+#include "console/console.h"
 #include "console/screen.h"
-#include "core/args.h"
-#include "core/format.h"
-#include "core/launch.h"
+#include "files/files.h"
+#include "files/paths.h"
+#include "net/net.h"
+#include <cwchar>
 
 BUILTIN aInternalCommands[] = {
 #define BD_COMMAND(name, handler, flags, hint) {name, handler, flags, 1, hint},
@@ -41,17 +46,7 @@ CString ReadCommandName(const wchar_t *line) {
     return LeadingWord(line, drive ? L" \t;,.\"`\\+=<>|])" : L" \t;,.\"`\\+=<>|]):", kMaxName);
 }
 
-int BinarySearch(const CString &name) {
-    int low = 0, high = QueryNumberOfCommands() - 1;
-    while (low <= high) {
-        int probe = (low + high) / 2;
-        int c = StrICmp(name.c_str(), aInternalCommands[probe].pszName);
-        if (c == 0) return probe;
-        if (c < 0) high = probe - 1;
-        else low = probe + 1;
-    }
-    return -1;
-}
+int BinarySearch(const CString &name) { return FindSortedName(aInternalCommands, QueryNumberOfCommands(), name.c_str()); }
 
 }  // namespace
 

@@ -1,14 +1,9 @@
-// The internal command table and its management functions.
+// The internal command table and its management functions.  The row
+// flags (CF_...) are in base/hooks.h, since the layers below ask the table
+// for them through the hook table.
 #pragma once
-#include "core/bdx.h"
-
-enum : unsigned {
-    CF_EXPAND = 0x000001, CF_REDIR = 0x000002, CF_CONVERT = 0x000004,
-    CF_GROUP = 0x000010, CF_CLOSE_BATCH = 0x000020, CF_BATCH_ONLY = 0x000040,
-    CF_SET_EXIT_CODE = 0x000100, CF_BACKSLASH_OK = 0x000200, CF_WHOLE_LINE = 0x000400,
-    CF_HELP_ANYWHERE = 0x002000, CF_DOT_OK = 0x004000, CF_LISTED = 0x080000,
-    CF_NO_EQUALS_DELIMITER = 0x100000, CF_CMD_SUBSET = 0x200000,
-};
+#include "base/cstring.h"
+#include "base/platform.h"
 
 using CommandHandler = int (*)(CString &arguments);
 

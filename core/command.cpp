@@ -3,16 +3,22 @@
 // expansion, prefixes, block filters, variable expansion, groups,
 // separators, redirection and dispatch.
 #include <cwchar>
-#include "console/output.h"
-#include "core/args.h"
-#include "core/bdx.h"
+#include "base/args.h"
+#include "base/breaks.h"
+#include "base/errors.h"
+#include "base/hooks.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "batch/batch.h"
+#include "console/console.h"
+#include "console/screen.h"
 #include "core/cmdtable.h"
 #include "core/command_internal.h"
-#include "core/error.h"
-#include "core/format.h"
-#include "console/screen.h"
+#include "core/core.h"
 #include "core/redir.h"
 #include "system/system.h"
+#include "vars/vars.h"
 
 namespace {
 
@@ -238,105 +244,142 @@ static bool ShowsEcho(int flags) {
     return frame ? (frame->nEcho & 3) != 0 : GetTLS()->fInteractiveEcho != 0;
 }
 
-// Runs the commands of the line; false ends the compound loop.
-static bool RunNextCommand(LineState &s) {
-    TLS_VARIABLES *tls = GetTLS();
+namespace {
+
+// One command of the line, as the compound loop takes it apart.
+struct CommandParts {
+    bool echo = false;          // the command is shown before it runs
+    bool silent = false;        // "@" in front: no echo, no title
+    BUILTIN *row = nullptr;     // the internal command, or null
+    CString tail;               // the rest of the line behind the separator
+    wchar_t sep = 0;            // the separator ("&", "|" or CommandSep); 0 at the end
+    int chain = 0;              // CHAIN_AND or CHAIN_OR for the next command
+};
+
+// What a step decides: stop the line, go on with the next command, or go
+// on with this one.
+enum Step { STEP_STOP, STEP_NEXT, STEP_GO };
+
+// Aliases, the silence prefix, the block filters, the conditional prompt,
+// REM, ECHOX and caret continuation, in this order.
+Step PrepareCommand(LineState &s, CommandParts &c) {
     CString &line = s.line;
-    bool echo = s.echo;
     line.TrimLeft(L"= \t\r\n,;");
-    if (line.empty()) return false;
+    if (line.empty()) return STEP_STOP;
     ApplyConsoleOptions();
     StripBackQuoteWrapper(line);
     if (int rc = ExpandAliases(line)) {
         s.result = rc;
-        return false;
+        return STEP_STOP;
     }
-    bool silent = StripSilencePrefix(line);
-    if (silent) echo = false;
+    c.silent = StripSilencePrefix(line);
+    if (c.silent) c.echo = false;
     CString first;
-    if (line.At(0) == L':' || !GetNthArgument(line.c_str(), 0, &first)) return false;
+    if (line.At(0) == L':' || !GetNthArgument(line.c_str(), 0, &first)) return STEP_STOP;
     if (FilterIffBlock(line) || FilterDoBlock(line, &s.result)) {
-        if (s.result == BATCH_RETURN) return false;
+        if (s.result == BATCH_RETURN) return STEP_STOP;
         SkipFilteredCommand(line);
-        return true;
+        return STEP_NEXT;
     }
     if (line[0] == L'?' && line.At(1) != L'?' && QueryIsConsole(StdIn()) && !ConditionalPrompt(line))
-        return false;
-    if (IsRemark(line, echo)) return false;
-    if (RunVerbatimEcho(line, &s.result)) return false;
+        return STEP_STOP;
+    if (IsRemark(line, c.echo)) return STEP_STOP;
+    if (RunVerbatimEcho(line, &s.result)) return STEP_STOP;
     BATCHFRAME *frame = CurrentFrame();
-    ContinueEscapedLine(line, frame ? frame->hFile : INVALID_HANDLE_VALUE, 1, true);
+    ContinueEscapedLine(line, frame ? frame->hFile : INVALID_HANDLE_VALUE, GNL_RUN, true);
     BackgroundForm(line);
+    return STEP_GO;
+}
 
-    BUILTIN *row = nullptr;
-    FindInternalCommand(line.c_str(), false, &row);
-    if (!row || (row->fFlags & CF_EXPAND)) {
-        if (int rc = VariableExpansion(line, 0)) {
-            s.result = rc;
-            return false;
-        }
-        line.TrimLeft();
-        if (line.empty()) return false;
-        if (StripSilencePrefix(line)) echo = false, silent = true;
-        FindInternalCommand(line.c_str(), false, &row);
+// Variable expansion of the command, unless its row says it expands its
+// own arguments; the command is looked up again afterwards.
+bool ExpandCommand(LineState &s, CommandParts &c) {
+    CString &line = s.line;
+    FindInternalCommand(line.c_str(), false, &c.row);
+    if (c.row && !(c.row->fFlags & CF_EXPAND)) return true;
+    if (int rc = VariableExpansion(line, 0)) {
+        s.result = rc;
+        return false;
     }
+    line.TrimLeft();
+    if (line.empty()) return false;
+    if (StripSilencePrefix(line)) c.echo = false, c.silent = true;
+    FindInternalCommand(line.c_str(), false, &c.row);
+    return true;
+}
+
+// Cut the line at the end of its first command: the tail and the
+// separator go to c.  Groups still open are read to their end first.
+bool CutAtSeparator(LineState &s, CommandParts &c) {
+    CString &line = s.line;
     const wchar_t *quotes = *SkipWhiteSpace(line.c_str()) == L'(' ? L"`\"(" : L"`\"";
-    if (row && (row->fFlags & CF_GROUP)) {
-        OpenGroups(line, row);
+    if (c.row && (c.row->fFlags & CF_GROUP)) {
+        OpenGroups(line, c.row);
         quotes = L"`\"(";
     }
-
     int end;
-    if (row && (row->fFlags & CF_WHOLE_LINE)) end = (int)line.size();
+    if (c.row && (c.row->fFlags & CF_WHOLE_LINE)) end = (int)line.size();
     else if (aIniFile.DuplicateBugs && line.StartsWithNoCase(L"if ")) end = EndOfDuplicateIf(line);
     else if ((end = ScanIndex(line.c_str(), nullptr, quotes)) < 0) return false;
 
-    CString tail = line.Mid(end);
-    wchar_t sep = 0;
-    if (!tail.empty()) {
-        if (tail[0] == L'%' && tail.At(1) == L'+') tail.replace(0, 2, L"&");
-        sep = tail[0];
-        tail.erase(0, 1);
+    c.tail = line.Mid(end);
+    if (!c.tail.empty()) {
+        if (c.tail[0] == L'%' && c.tail.At(1) == L'+') c.tail.replace(0, 2, L"&");
+        c.sep = c.tail[0];
+        c.tail.erase(0, 1);
     }
     line.Truncate(end);
+    CString &tail = c.tail;
     if (!tail.empty() && tail.back() == L'(' && tail.size() > 1 && QueryIsDelimiter(tail[tail.size() - 2]))
         if (ReadCommandGroup(tail, 0, 0)) return false;
+    return true;
+}
 
-    if (echo && !line.empty()) {
-        CString shown = line;
-        if (aIniFile.DuplicateBugs) {
-            wchar_t marker[4] = {CommandSepChar(), L'|', L' ', 0};
-            shown.Replace(marker, L"\r\n");
-        }
-        Printf(L"%s\r\n", shown.c_str());
+// Show the command as it runs (under DuplicateBugs the join marker is a
+// line end).
+void EchoCommand(const CString &line) {
+    CString shown = line;
+    if (aIniFile.DuplicateBugs) {
+        wchar_t marker[4] = {CommandSepChar(), L'|', L' ', 0};
+        shown.Replace(marker, L"\r\n");
     }
-    if (aIniFile.LogOn && !line.empty()) LogCommandLine(line);
+    Printf(L"%s\r\n", shown.c_str());
+}
 
-    int chain = 0;
-    if (sep == L'|') {
+// The meaning of the separator: "||" and "&&" chain the next command to
+// this one's result; a single "|" opens a pipe.  False when the pipe fails.
+bool ReadChain(LineState &s, CommandParts &c) {
+    CString &tail = c.tail;
+    if (c.sep == L'|') {
         if (tail.At(0) == L'|') {
-            chain = CHAIN_OR;
+            c.chain = CHAIN_OR;
             tail.erase(0, 1);
-        } else {
-            s.pipeOpened = true;
-            if (OpenPipe(&s.redir, tail)) {
-                s.result = 2;
-                return false;
-            }
-            if (!s.redir.fPipe) tail.clear();
+            return true;
         }
-    } else if (sep == L'&' || (sep && sep == CommandSepChar())) {
+        s.pipeOpened = true;
+        if (OpenPipe(&s.redir, tail)) {
+            s.result = 2;
+            return false;
+        }
+        if (!s.redir.fPipe) tail.clear();
+    } else if (c.sep == L'&' || (c.sep && c.sep == CommandSepChar())) {
         if (aIniFile.DuplicateBugs && tail.At(0) == L'|' && tail.At(1) == L' ') {
             tail.erase(0, 1);
-            if (frame) frame->fFlags |= BF_CHAINED;
+            if (BATCHFRAME *frame = CurrentFrame()) frame->fFlags |= BF_CHAINED;
         }
         if (tail.At(0) == L'&') {
-            chain = CHAIN_AND;
+            c.chain = CHAIN_AND;
             tail.erase(0, 1);
         }
     }
+    return true;
+}
 
-    if (!(ParseFlagsValue() & PF_NO_REDIRECTION) && (!row || (row->fFlags & CF_REDIR))) {
+// Redirect, run the command, and leave the line with what comes next.
+bool RunCommand(LineState &s, CommandParts &c) {
+    TLS_VARIABLES *tls = GetTLS();
+    CString &line = s.line;
+    if (!(ParseFlagsValue() & PF_NO_REDIRECTION) && (!c.row || (c.row->fFlags & CF_REDIR))) {
         if (Redirect(line, &s.redir)) {
             s.result = 2;
             tls->nLastResult = 2;
@@ -344,24 +387,23 @@ static bool RunNextCommand(LineState &s) {
         }
     }
     StripCommandEnds(line);
-
-    if (silent) tls->fSuppressTitle = 1;
-    s.result = ExecuteOneCommand(line, !silent, (s.flags & CMD_DEBUG) != 0);
+    if (c.silent) tls->fSuppressTitle = 1;
+    s.result = ExecuteOneCommand(line, !c.silent, (s.flags & CMD_DEBUG) != 0);
     tls->fSuppressTitle = 0;
     if (tls->fBreakPending) {
         CrLf();
-        throw 3;
+        throw BREAK_CTRL_C;
     }
-    if (!CurrentFrame() && !silent) UpdateTitleAndIcon(nullptr, 0);
+    if (!CurrentFrame() && !c.silent) UpdateTitleAndIcon(nullptr, 0);
     tty_yield(0);
 
     if (s.result == LINE_REPLACED) {
         s.result = 0;
-        if (sep && !tail.empty()) line += CString(1, sep) + tail;
+        if (c.sep && !c.tail.empty()) line += CString(1, c.sep) + c.tail;
         return true;
     }
-    SkipChained(tail, chain, s.result);
-    line = tail;
+    SkipChained(c.tail, c.chain, s.result);
+    line = c.tail;
     Unredirect(&s.redir, &s.result, &line);
     // A shell on the right side of a pipe gives the rest of its line back
     // after its first command (and after the pipe that command may have
@@ -369,6 +411,21 @@ static bool RunNextCommand(LineState &s) {
     if (nCommandDepth == 1) HandBackRestOfLine(line);
     return true;
 }
+
+// Runs the next command of the line; false ends the compound loop.
+bool RunNextCommand(LineState &s) {
+    CommandParts c;
+    c.echo = s.echo;
+    Step step = PrepareCommand(s, c);
+    if (step != STEP_GO) return step == STEP_NEXT;
+    if (!ExpandCommand(s, c) || !CutAtSeparator(s, c)) return false;
+    if (c.echo && !s.line.empty()) EchoCommand(s.line);
+    if (aIniFile.LogOn && !s.line.empty()) LogCommandLine(s.line);
+    if (!ReadChain(s, c)) return false;
+    return RunCommand(s, c);
+}
+
+}  // namespace
 
 static void LeaveLine(LineState &s) {
     if (s.pipeOpened) s.redir.afClip[REDIR_OUT] = 0;
@@ -411,7 +468,7 @@ int Command_S(CString line, int flags) {
         throw;
     } catch (...) {
         LeaveLine(s);
-        throw 2;
+        throw BREAK_UNKNOWN_EXCEPTION;
     }
     LeaveLine(s);
     if (flags & CMD_TYPED) CrLf();

@@ -1,6 +1,6 @@
 // Pieces of the command-line engine shared by command.cpp and execute.cpp.
 #pragma once
-#include "core/bdx.h"
+#include "base/cstring.h"
 
 // The IFF and DO skip filters: nonzero means the command is skipped.
 int FilterIffBlock(CString &line);

@@ -1,9 +1,10 @@
 // The ECHO family, and the placeholder handler of rows that have no
 // action of their own here.
 #include <cwchar>
-#include "console/output.h"
-#include "core/args.h"
-#include "core/bdx.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "console/console.h"
 #include "core/cmdtable.h"
 
 namespace {

@@ -2,45 +2,21 @@
 // command groups across lines, caret continuation, the IFF and DO skip
 // filters and the escape characters.
 #include <cwchar>
-#include "console/output.h"
-#include "core/args.h"
-#include "core/bdx.h"
+#include "base/args.h"
+#include "base/breaks.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/hooks.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "batch/batch.h"
+#include "console/console.h"
 #include "core/cmdtable.h"
 #include "core/command_internal.h"
-#include "core/format.h"
+#include "core/core.h"
 #include "core/redir.h"
-
-wchar_t EscapedCharacter(wchar_t c) {
-    switch (ToLowerChar(c)) {
-    case L'b': return 8;
-    case L'c': return L',';
-    case L'e': return 27;
-    case L'f': return 12;
-    case L'k': return L'`';
-    case L'n': return 10;
-    case L'q': return L'"';
-    case L'r': return 13;
-    case L's': return L' ';
-    case L't': return 9;
-    default: return c;
-    }
-}
-
-void UnEscapeLine(CString &text) {
-    if (ParseFlagsValue() & PF_NO_ESCAPES) return;
-    wchar_t escape = EscapeCharValue();
-    for (size_t i = 0; i + 1 < text.size(); i++) {
-        if (text[i] != escape) continue;
-        text.erase(i, 1);
-        text[i] = EscapedCharacter(text[i]);
-    }
-}
-
-void EscapeLine(wchar_t *text) {
-    CString s(text);
-    UnEscapeLine(s);
-    wmemcpy(text, s.c_str(), s.size() + 1);
-}
+#include "net/net.h"
+#include "vars/vars.h"
 
 void ResetParsingFlags() {
     TLS_VARIABLES *tls = GetTLS();
@@ -51,83 +27,10 @@ void ResetParsingFlags() {
 
 namespace {
 
-// Read the next line of a group or a continuation, from the batch file or
-// from standard input with the continuation prompt.
-int ReadMoreInput(CString &next, HANDLE file, int readFlags, bool countLine) {
-    BATCHFRAME *frame = CurrentFrame();
-    if (file == INVALID_HANDLE_VALUE || !frame) {
-        if (QueryEnvVar(L"PROMPT2", nullptr)) ShowPrompt(L"PROMPT2");
-        else Printf(L"%s", LoadLanguageString(IDS_MORE_PROMPT).c_str());
-        return GetNextLine(StdIn(), next, 0x101, nullptr, 0xFFFF);
-    }
-    int n = GetNextLine(file, next, readFlags, nullptr, 0xFFFF);
-    if (n && countLine) frame->nLineNumber++;
-    return n;
-}
-
 // The first word of a line for the block filters: at most nine characters.
 CString FilterWord(const CString &line) { return LeadingWord(line.c_str(), L" \t.\"`\\+=:<>|%", 9); }
 
 }  // namespace
-
-int ContinueEscapedLine(CString &line, HANDLE file, int readFlags, bool countLine) {
-    if (ParseFlagsValue() & PF_NO_ESCAPES) return 0;
-    for (;;) {
-        size_t n = line.size();
-        if (!n) return 0;
-        if (aIniFile.ExpandPseudovariables && !(ParseFlagsValue() & PF_NO_VARIABLES) && n >= 2 &&
-            line[n - 2] == L'%' && line[n - 1] == L'=')
-            line.Truncate(n - 2);
-        else if (line[n - 1] == EscapeCharValue())
-            line.Truncate(n - 1);
-        else
-            return 0;
-        CString next;
-        bool console = file == INVALID_HANDLE_VALUE || !CurrentFrame();
-        if (!ReadMoreInput(next, file, readFlags, countLine)) return 0;
-        if (console || !aIniFile.DuplicateBugs) next.TrimLeft();
-        line += next;
-    }
-}
-
-int ReadCommandGroup(CString &line, int start, int options) {
-    for (;;) {
-        int at = ScanIndex(line.c_str() + start, L")", L"`\"(");
-        if (at < 0) return 2;
-        size_t close = (size_t)(start + at);
-        if (line.At(close) == L')') {
-            if (options & 1) {
-                line.erase(close, 1);
-                line.erase(start, 1);
-            }
-            return 0;
-        }
-        options &= ~1;
-        if (!aGlobals.fCompatibility) line += L' ';
-        size_t join = line.size();
-        BATCHFRAME *frame = CurrentFrame();
-        CString next;
-        int readFlags = 1 | (frame ? (frame->fFlags & BF_UTF16 ? 0x10000 : frame->fFlags & BF_UTF8 ? 0x20000 : 0) : 0);
-        if (!ReadMoreInput(next, frame ? frame->hFile : INVALID_HANDLE_VALUE, readFlags, true))
-            return BDError(ERROR_BD_UNBALANCED_PARENS, line.c_str());
-        if (next.find_first_not_of(L" \t\r\n") == CString::npos) continue;
-        CString first;
-        GetNthArgument(next.TrimLeftCopy(L" \t@*").c_str(), 0, &first);
-        if (first.EqualsNoCase(L"rem") || first.StartsWith(L"::")) continue;
-        ContinueEscapedLine(next, frame ? frame->hFile : INVALID_HANDLE_VALUE, readFlags, true);
-        next.TrimLeft();
-        line += next;
-        wchar_t before = join >= 2 ? line[join - 2] : 0;
-        if (aGlobals.fCompatibility) before = join >= 1 ? line[join - 1] : 0;
-        if (before != L'(' && next.At(0) != L')') {
-            wchar_t sep = CommandSepChar();
-            CString glue = !aIniFile.DuplicateBugs ? CString(1, sep) + L" "
-                           : (options & 2)        ? CString(L" ")
-                                                  : CString(1, sep) + L"| ";
-            line.insert(join, glue);
-        }
-    }
-}
 
 int FilterIffBlock(CString &line) {
     TLS_VARIABLES *tls = GetTLS();
@@ -289,7 +192,7 @@ static void TestErrorLevelHook(int result) {
         else if (u == L"NEQ" || u == L"NE" || u == L"!=") hit = result != n;
         else hit = result == n;
     }
-    if (hit) BreakOut(0x2000);
+    if (hit) BreakOut(BREAK_ON_ERRORLEVEL);
 }
 
 int ExecuteOneCommand(CString &line, bool updateTitle, bool debugBit) {

@@ -1,14 +1,17 @@
 // Plain C entry points for the front end, so that no C++ object crosses
 // the module boundary.
 #include <cwchar>
-#include "core/bdx.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "console/console.h"
 #include "core/cmdtable.h"
+#include "core/core.h"
 
 // Read the next input line from standard input; 0 at the end of input.
 // The line is released with FreeInputLine.
 BD_EXPORT int ReadInputLine(wchar_t **line) {
     CString text;
-    int n = GetNextLine(StdIn(), text, 1, nullptr, 0xFFFF);
+    int n = GetNextLine(StdIn(), text, GNL_RUN, nullptr, MAX_LINE_CHARS);
     if (!n) {
         *line = nullptr;
         return 0;

@@ -1,47 +1,36 @@
 // Bringing an instance up and down: InitializeDLL, the startup and exit
 // files, ShutdownCommandProcessor and EXIT.
-#include <objbase.h>
 #include <cwchar>
-#include "console/output.h"
-#include "console/screen.h"
-#include "core/args.h"
-#include "core/bdx.h"
-#include "core/cmdtable.h"
-#include "core/format.h"
-#include "core/launch.h"
-#include "core/instance.h"
-#include "core/redir.h"
-#include "vars/lists.h"
+#include "base/args.h"
+#include "base/breaks.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "batch/batch.h"
+#include "config/config.h"
+#include "console/console.h"
+#include "console/screen.h"
+#include "core/cmdtable.h"
+#include "core/core.h"
+#include "core/redir.h"
+#include "files/files.h"
+#include "vars/lists.h"
 
-// Counters shared by every process that loads the library.
-static volatile LONG nHostInstances __attribute__((section(".shared"), shared)) = 0;
-static volatile LONG nShellInstances __attribute__((section(".shared"), shared)) = 0;
-
-static CString sSavedTitle;
 static std::wstring sStartupEnvironment;
 static bool fExitFileRun = false;
 
-BOOL WINAPI ConsoleBreakHandler(DWORD event);
-
-int QueryHostInstances() { return nHostInstances; }
 const wchar_t *QueryStartupEnvironment() { return sStartupEnvironment.empty() ? nullptr : sStartupEnvironment.c_str(); }
-int QueryShellInstances() { return nShellInstances; }
 
-BD_EXPORT void StartBDXMInstance() { InterlockedIncrement(&nHostInstances); }
-BD_EXPORT void EndBDXMInstance() { InterlockedDecrement(&nHostInstances); }
-
-BD_EXPORT void InitializeCOMSecurity() {
-    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-    CoInitializeSecurity(nullptr, -1, nullptr, nullptr, RPC_C_AUTHN_LEVEL_DEFAULT, RPC_C_IMP_LEVEL_IMPERSONATE,
-                         nullptr, EOAC_NONE, nullptr);
-    InterlockedIncrement(&nShellInstances);
-}
+// The front end's call at start: the shell counts itself.  COM and its
+// security wait for the first command that needs them (EnsureCOM).
+void InitializeCOMSecurity() { CountShellInstance(+1); }
 
 using NtQueryFn = LONG(WINAPI *)(HANDLE, int, void *, ULONG, ULONG *);
 static NtQueryFn pNtQueryInformationProcess, pNtQueryInformationFile;
 
-BD_EXPORT void LoadWindowsFunctions() {
+void LoadWindowsFunctions() {
     HMODULE ntdll = GetModuleHandleW(L"ntdll.dll");
     if (!ntdll) return;
     pNtQueryInformationProcess = (NtQueryFn)(void *)GetProcAddress(ntdll, "NtQueryInformationProcess");
@@ -127,7 +116,7 @@ void SetUpConsole() {
     SetConsoleCtrlHandler(ConsoleBreakHandler, TRUE);
     CString title(1024, L'\0');
     title.resize(GetConsoleTitleW(title.data(), (DWORD)title.size()));
-    sSavedTitle = title;
+    SetSavedTitle(title.c_str());
     if (wchar_t *block = GetEnvironmentStringsW()) {
         const wchar_t *end = block;
         while (*end) end += wcslen(end) + 1;
@@ -171,9 +160,8 @@ void LoadChosenLanguage() {
 
 }  // namespace
 
-BD_EXPORT int InitializeDLL(wchar_t *iniFile) {
+int InitializeDLL(wchar_t *iniFile) {
     try {
-        CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
         aGlobals.fNoConsole = 1;
         aGlobals.fNotInteractive = 1;
         ResetBreakHandling();
@@ -181,9 +169,7 @@ BD_EXPORT int InitializeDLL(wchar_t *iniFile) {
         EnableSignals();
         InitializeGlobalVariables();
         SetUpConsole();
-        CString dir(MAX_PATH, L'\0');
-        dir.resize(GetCurrentDirectoryW((DWORD)dir.size(), dir.data()));
-        aGlobals.sStartDirectory = dir;
+        aGlobals.sStartDirectory = CurrentDirectory();
         aGlobals.sExecutablePath = ModuleDirectory(nullptr);
         int noConsole = aGlobals.fNoConsole;
         aGlobals.fNoConsole = 1;
@@ -263,7 +249,7 @@ void ShutdownCommandProcessor() {
     }
     TLS_VARIABLES *tls = GetTLS();
     if (tls->hChildProcess) TerminateProcess(tls->hChildProcess, 3);
-    CoUninitialize();
+    ReleaseCOM();
 }
 
 int Exit_Command(CString &args) {
@@ -289,13 +275,6 @@ int Exit_Command(CString &args) {
         aGlobals.nConsoleEvent = 0;
     }
     ShutdownCommandProcessor();
-    InterlockedDecrement(&nShellInstances);
+    CountShellInstance(-1);
     EndProcess(value);
 }
-
-void UpdateTitleAndIcon(const wchar_t *text, int) {
-    if (!aIniFile.UpdateTitle || aGlobals.fNoConsole) return;
-    SetConsoleTitleW(text ? text : sSavedTitle.c_str());
-}
-
-void SetSavedTitle(const wchar_t *title) { sSavedTitle = title; }

@@ -3,17 +3,25 @@
 // extension variable or the system's association, the automatic directory
 // change, one-command variable assignments and the UNKNOWN_CMD alias.
 #include "core/launch.h"
+#include "base/args.h"
+#include "base/breaks.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/hooks.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "batch/batch.h"
+#include "console/console.h"
+#include "core/cmdtable.h"
+#include "core/core.h"
+#include "core/redir.h"
+#include "files/files.h"
+#include "files/paths.h"
+#include "net/net.h"
+#include "vars/lists.h"
 #include <shellapi.h>
 #include <cwchar>
-#include "batch/batch.h"
-#include "console/output.h"
-#include "core/args.h"
-#include "core/bdx.h"
-#include "core/cmdtable.h"
-#include "core/format.h"
-#include "files/paths.h"
-#include "core/redir.h"
-#include "vars/lists.h"
 
 namespace {
 
@@ -137,41 +145,6 @@ void PrepareStdHandles(STARTUPINFOW &si, HANDLE in, HANDLE out, HANDLE err, HAND
 void ReleaseStdHandles(HANDLE copies[3]) {
     for (int i = 0; i < 3; i++)
         if (copies[i]) CloseHandle(copies[i]);
-}
-
-int GetExeType(const wchar_t *file) {
-    HANDLE h = CreateFileW(file, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                           OPEN_EXISTING, 0, nullptr);
-    if (h == INVALID_HANDLE_VALUE) return -(int)GetLastError();
-    unsigned char head[0x200] = {};
-    DWORD got = 0;
-    ReadFile(h, head, 0x40, &got, nullptr);
-    int type = 0;
-    if (got == 0x40 && head[0] == 'M' && head[1] == 'Z') {
-        LONG at = *(LONG *)(head + 0x3C);
-        LARGE_INTEGER to;
-        to.QuadPart = at;
-        got = 0;
-        if (at > 0 && SetFilePointerEx(h, to, nullptr, FILE_BEGIN)) ReadFile(h, head, sizeof head, &got, nullptr);
-        if (got >= 0x60 && memcmp(head, "PE\0\0", 4) == 0) {
-            WORD magic = *(WORD *)(head + 24);
-            WORD subsystem = *(WORD *)(head + 24 + 68);
-            bool wide = magic == 0x20B;
-            if (subsystem == 2) type = wide ? EXE_GUI64 : EXE_GUI;
-            else if (subsystem == 3 || subsystem > 256) type = wide ? EXE_CONSOLE64 : EXE_CONSOLE;
-            else if (subsystem == 7) type = EXE_NATIVE;
-            else if (subsystem >= 10 && subsystem <= 14) type = subsystem + 1;
-            else if (subsystem == 16) type = 16;
-        } else if (got >= 0x40 && head[0] == 'N' && head[1] == 'E') {
-            type = head[0x36] == 2 ? EXE_NE_WINDOWS : EXE_NE_OTHER;
-        } else if (got >= 2 && ((head[0] == 'L' && head[1] == 'E') || (head[0] == 'W' && head[1] == '3'))) {
-            type = EXE_VXD;
-        } else if (got >= 2 && head[0] == 'L' && head[1] == 'X') {
-            type = EXE_NE_OTHER;
-        }
-    }
-    CloseHandle(h);
-    return type;
 }
 
 int External(CString &program, CString &arguments) {

@@ -1,37 +1,9 @@
-// Programs, batch files and the path search.
+// Starting programs and batch files: the kinds of program, waiting for
+// them, associations and the standard handles a child gets.  The path
+// search is the file engine's (files/files.h).
 #pragma once
-#include <vector>
-#include "core/bdx.h"
-#include "files/paths.h"
-
-const std::vector<CString> &QueryExecutables();
-void SetExecutableFiles();
-bool QueryIsExecutableExtension(const CString &ext);
-// The extension of the file part of name, with its dot, or "".
-CString ExtensionOf(const CString &name);
-// The command of the executable-extension variable (".txt=command",
-// ".a;.b=command", wildcards allowed) that covers the file's extension;
-// false when none does.  *variable takes the variable's name.
-bool ExecutableExtension(const CString &file, CString *command, CString *variable);
-// mode 0: a command, tried with the executable extensions; other modes: the
-// name as given.  pathList null means PATH.  *found is 1 when the file was
-// found through an executable-extension variable.  With allMatches every
-// match is appended there, one a line.  "" when not found.
-CString SearchPaths(const wchar_t *name, const wchar_t *pathList, int mode, int *found, CString *allMatches);
-// A value of the program's "App Paths" entry in the registry ("" for the
-// default value), or "".
-CString QueryAppPath(const CString &program, const wchar_t *value);
-
-// The kind of program a file holds (0: none; negative: the negated system
-// error of opening it; 3 to 16 for the image kinds).
-int GetExeType(const wchar_t *file);
-enum : int {
-    EXE_NE_WINDOWS = 3, EXE_VXD = 4, EXE_NE_OTHER = 5, EXE_GUI = 6, EXE_CONSOLE = 7, EXE_NATIVE = 8,
-    EXE_GUI64 = 9, EXE_CONSOLE64 = 10,
-};
-// A file that cannot be read (the store's application aliases): started anyway.
-constexpr int EXE_UNREADABLE = -1920;
-inline bool QueryIsGraphical(int type) { return type == EXE_NE_WINDOWS || type == EXE_GUI || type == EXE_GUI64; }
+#include "base/cstring.h"
+#include "base/platform.h"
 
 // Run a program and, by the waiting rules, wait for it; returns its exit
 // code (also in nExitCode).  A file that is no program runs through its

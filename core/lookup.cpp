@@ -1,11 +1,15 @@
 // LOOKUPERRORS: the texts of error numbers.  Numbers given on the line are
 // looked up here and printed; without them the separate lookup tool
 // "lookuperrors.exe" beside the program opens its window.
-#include "core/error.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/locale.h"
+#include "base/state.h"
+#include "console/console.h"
+#include "core/cmdtable.h"
+#include "core/core.h"
 #include <shellapi.h>
-#include "console/output.h"
-#include "core/args.h"
-#include "core/format.h"
 
 namespace {
 
@@ -48,6 +52,7 @@ int LookupWindowsErrors(HWND window, const wchar_t *text) {
     info.lpFile = tool.c_str();
     info.lpParameters = parameters.c_str();
     info.nShow = SW_SHOWNORMAL;
+    EnsureCOM();
     if (!ShellExecuteExW(&info)) return BDError(0, tool.c_str());
     return 0;
 }

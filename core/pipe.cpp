@@ -6,14 +6,21 @@
 // here, one after the other, through a temporary file.
 #include <cwchar>
 #include <cstring>
-#include "core/redir.h"
-#include "core/redir_internal.h"
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/breaks.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/state.h"
+#include "config/config.h"
+#include "console/console.h"
 #include "core/cmdtable.h"
 #include "core/launch.h"
+#include "core/redir.h"
+#include "core/redir_internal.h"
+#include "files/files.h"
 #include "files/paths.h"
 #include "vars/lists.h"
+#include "vars/vars.h"
 
 namespace {
 

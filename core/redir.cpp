@@ -4,15 +4,19 @@
 // every handle back, whatever way the command ended.  Internal commands
 // simply write to the standard handles, and programs inherit them.
 #include "core/redir.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "batch/batch.h"
+#include "console/console.h"
+#include "console/screen.h"
+#include "core/redir_internal.h"
+#include "files/paths.h"
+#include "vars/vars.h"
 #include <algorithm>
 #include <cwchar>
-#include "core/redir_internal.h"
-#include "batch/batch.h"
-#include "console/output.h"
-#include "console/screen.h"
-#include "core/args.h"
-#include "core/format.h"
-#include "files/paths.h"
 
 namespace {
 
@@ -393,10 +397,10 @@ int WriteHereFile(RedirRecord *record, Operator &op, const wchar_t *stem, const 
 int ReadHereDocument(const CString &terminator, bool strip, bool expand, CString &text) {
     BATCHFRAME *frame = CurrentFrame();
     if (!OpenBatchFile()) return 2;
-    int flags = 1 | (frame->fFlags & BF_UTF16 ? 0x10000 : frame->fFlags & BF_UTF8 ? 0x20000 : 0);
+    int flags = FrameReadFlags(frame, GNL_RUN);
     for (;;) {
         CString line;
-        if (!GetNextLine(frame->hFile, line, flags, nullptr, 0xFFFF)) return BDError(ERROR_BD_HERE_NO_END, terminator);
+        if (!GetNextLine(frame->hFile, line, flags, nullptr, MAX_LINE_CHARS)) return BDError(ERROR_BD_HERE_NO_END, terminator);
         frame->nLineNumber++;
         if (strip) line.TrimLeft(L" \t");
         CString bare = line;
@@ -424,11 +428,11 @@ int ReadHereText(CString &line, size_t i, RedirRecord *record, Operator &op) {
     if (strip) i++;
     CString word;
     int wordStart = 0;
-    if (!GetNthArgument(line.c_str() + i, 0, &word, &wordStart)) return BDError(87, line.Mid(op.start).c_str());
+    if (!GetNthArgument(line.c_str() + i, 0, &word, &wordStart)) return BDError(ERROR_INVALID_PARAMETER, line.Mid(op.start).c_str());
     op.end = i + (size_t)wordStart + word.size();
     bool quoted = word.find_first_of(L"\"`") != CString::npos;
     StripQuotes_S(word);
-    if (word.empty()) return BDError(87, line.Mid(op.start).c_str());
+    if (word.empty()) return BDError(ERROR_INVALID_PARAMETER, line.Mid(op.start).c_str());
     CString text;
     if (int rc = ReadHereDocument(word, strip, !quoted, text)) return rc;
     return WriteHereFile(record, op, word.c_str(), text);

@@ -1,20 +1,8 @@
 // Redirection and pipes: the state of one command line's redirections, and
 // the routines that apply and undo them.
 #pragma once
-#include "core/bdx.h"
-
-// Program error codes of redirection, pipes and launching.
-enum : int {
-    ERROR_BD_UNKNOWN_DEVICE = 0x200001C0,       // string 3448
-    ERROR_BD_NO_PRINTER = 0x200001C1,           // string 3449
-    ERROR_BD_HERE_OUTSIDE_BATCH = 0x200001C2,   // string 3450
-    ERROR_BD_HERE_NO_END = 0x200001C3,          // string 3451
-    ERROR_BD_COMMAND_TOO_LONG = 0x200001C4,     // string 3452
-    ERROR_BD_BAD_HANDLE = 0x200001C5,           // string 3453
-    ERROR_BD_NO_ASSOCIATION = 0x200001C6,       // string 3454
-    ERROR_BD_NO_FILE_TYPE = 0x200001C7,         // string 3455
-    ERROR_BD_ZONE_REFUSED = 0x200001C8,         // string 3456
-};
+#include "base/cstring.h"
+#include "base/platform.h"
 
 // Longest command line that a program is started with.
 constexpr size_t kMaxProgramCommandLine = 8191;

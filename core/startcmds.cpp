@@ -2,18 +2,21 @@
 // with /B; waited for only with /WAIT), DETACH (a process with no console
 // that the shell forgets), and WHICH (what a name would run).
 #include <cwchar>
-#include "core/bdx.h"
-#include <shellapi.h>
-#include "console/output.h"
-#include "core/args.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "config/config.h"
+#include "console/console.h"
 #include "core/cmdtable.h"
-#include "core/format.h"
-#include "core/instance.h"
+#include "core/core.h"
 #include "core/launch.h"
-#include "files/paths.h"
 #include "core/redir.h"
-#include "system/system.h"
+#include "files/files.h"
+#include "files/paths.h"
 #include "vars/lists.h"
+#include <shellapi.h>
 
 namespace {
 
@@ -79,7 +82,7 @@ bool TakeSwitch(CString &args, const CString &word, StartOptions &o) {
     else plain = false;
     if (plain) return NextArgument_S(args, 1), true;
     if (upper.StartsWith(L"D")) {
-        if (!SwitchValue(args, word, 1, &o.directory)) return BDError(87, word.c_str()), false;
+        if (!SwitchValue(args, word, 1, &o.directory)) return BDError(ERROR_INVALID_PARAMETER, word.c_str()), false;
         StripQuotes_S(o.directory);
         return true;
     }
@@ -87,12 +90,12 @@ bool TakeSwitch(CString &args, const CString &word, StartOptions &o) {
         size_t n = upper.StartsWith(L"NODE") ? 4 : 8;
         unsigned long long number = 0;
         if (!SwitchValue(args, word, n, &value) || Sscanf(value.c_str(), n == 4 ? L"%llu" : L"%llx", &number) != 1)
-            return BDError(87, word.c_str()), false;
+            return BDError(ERROR_INVALID_PARAMETER, word.c_str()), false;
         if (n == 8) o.affinity = (DWORD_PTR)number;
         return true;
     }
     if (upper.StartsWith(L"PGM")) {
-        if (!SwitchValue(args, word, 3, &o.program)) return BDError(87, word.c_str()), false;
+        if (!SwitchValue(args, word, 3, &o.program)) return BDError(ERROR_INVALID_PARAMETER, word.c_str()), false;
         StripQuotes_S(o.program);
         return true;
     }
@@ -101,7 +104,7 @@ bool TakeSwitch(CString &args, const CString &word, StartOptions &o) {
         o.position = true;
         return NextArgument_S(args, 1), true;
     }
-    BDError(87, word.c_str());
+    BDError(ERROR_INVALID_PARAMETER, word.c_str());
     return false;
 }
 
@@ -158,6 +161,7 @@ int OpenThroughShell(const CString &target, const CString &parameters, const Sta
     info.lpParameters = parameters.empty() ? nullptr : parameters.c_str();
     info.lpDirectory = o.directory.empty() ? nullptr : o.directory.c_str();
     info.nShow = o.show;
+    EnsureCOM();
     if (!ShellExecuteExW(&info)) return BDError(0, target.c_str());
     if (!info.hProcess) {
         GetTLS()->nStartPid = 0;

@@ -5,15 +5,17 @@
 // file, written only when the input has ended).
 #include <string>
 #include <vector>
+#include "base/args.h"
+#include "base/breaks.h"
+#include "base/errors.h"
+#include "base/state.h"
 #include "batch/batch.h"
-#include "console/output.h"
-#include "core/args.h"
+#include "console/console.h"
 #include "core/cmdtable.h"
-#include "core/format.h"
-#include "files/paths.h"
+#include "core/core.h"
 #include "core/redir.h"
 #include "core/redir_internal.h"
-#include "system/system.h"
+#include "files/paths.h"
 
 namespace {
 
@@ -103,10 +105,10 @@ bool NeedsTextMode(HANDLE file, unsigned switches) {
 
 // TYPE of one open file as lines: numbered with /L, paged with /P.
 void TypeLines(HANDLE file, unsigned switches) {
-    int flags = QueryIsFileUnicode(file) ? 0x10000 : QueryIsFileUTF8(file) ? 0x20000 : 0;
+    int flags = QueryIsFileUnicode(file) ? GNL_UTF16 : QueryIsFileUTF8(file) ? GNL_UTF8 : 0;
     GetTLS()->hUnicodeInput = nullptr;
     CString line;
-    for (int number = 1; GetNextLine(file, line, flags | 0x8000, nullptr, 0x7FFFFFFF); number++) {
+    for (int number = 1; GetNextLine(file, line, flags | GNL_NO_PIPE_TEST, nullptr, 0x7FFFFFFF); number++) {
         if (switches & TYPE_LINES) Printf(L"%4d : %s\r\n", number, line.c_str());
         else Printf(L"%s\r\n", line.c_str());
         PagePause();

@@ -1,11 +1,10 @@
 // Small system commands: VER, TITLE and BEEP.
-#include "console/output.h"
-#include "core/args.h"
-#include "core/bdx.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/state.h"
+#include "console/console.h"
 #include "core/cmdtable.h"
-#include "core/error.h"
-#include "core/format.h"
-#include "core/instance.h"
 
 int Ver_Command(CString &args) {
     unsigned mask = 0;
@@ -26,25 +25,6 @@ int Title_Command(CString &args) {
     return 0;
 }
 
-void SysBeep(unsigned frequency, unsigned ticks) {
-    const DWORD length = ticks * 55;
-    if (frequency >= 37) {
-        Beep(frequency, length);
-        SleepEx(0, TRUE);  // a Ctrl+C pressed during the tone
-        CheckBreak();
-        return;
-    }
-    // A pause, in alertable steps: the break procedure ends the sleep at
-    // once, and the next step sees the break.
-    const ULONGLONG start = GetTickCount64();
-    for (;;) {
-        CheckBreak();
-        ULONGLONG spent = GetTickCount64() - start;
-        if (spent >= length) break;
-        SleepEx(length - spent < 50 ? (DWORD)(length - spent) : 50, TRUE);
-    }
-}
-
 // BEEP [frequency duration]... : duration in 1/18 s ticks.
 int Beep_Command(CString &args) {
     CString arg;
@@ -56,9 +36,9 @@ int Beep_Command(CString &args) {
     for (; GetNthArgument(args.c_str(), index, &arg); index += 2) {
         unsigned freq = 0, ticks = 2;
         CString ticksText;
-        if (Sscanf(arg.c_str(), L"%u", &freq) != 1) return BDError(87, arg.c_str());
+        if (Sscanf(arg.c_str(), L"%u", &freq) != 1) return BDError(ERROR_INVALID_PARAMETER, arg.c_str());
         if (GetNthArgument(args.c_str(), index + 1, &ticksText) && Sscanf(ticksText.c_str(), L"%u", &ticks) != 1)
-            return BDError(87, ticksText.c_str());
+            return BDError(ERROR_INVALID_PARAMETER, ticksText.c_str());
         SysBeep(freq, ticks);
     }
     return 0;

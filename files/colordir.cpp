@@ -6,13 +6,13 @@
 // executable type (EXETYPE_WIN32GUI, ...), or a wildcard matched with the
 // extension.  The first rule that holds gives the colour.
 #include <cwchar>
-#include "config/ini.h"
-#include "console/colors.h"
+#include "base/args.h"
+#include "base/colors.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "console/screen.h"
-#include "core/args.h"
-#include "core/format.h"
 #include "files/dir.h"
-#include "core/launch.h"
+#include "files/files.h"
 #include "files/paths.h"
 #include "files/ranges.h"
 

@@ -1,8 +1,9 @@
 // Dates and times of the file engine: day numbers, the date and time readers
 // that ranges and the date functions share, and the date formats.
 #include "files/dates.h"
+#include "base/errors.h"
+#include "base/format.h"
 #include <cwchar>
-#include "core/format.h"
 
 namespace {
 

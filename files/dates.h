@@ -2,14 +2,8 @@
 // them.  A day number counts days from 1980-01-01 (day 0); the Gregorian
 // leap rule holds throughout.
 #pragma once
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#include <windows.h>
-#include "core/cstring.h"
-
-// Error codes of date and time texts.
-enum : int { ERROR_BD_INVALID_DATE = 0x20000013, ERROR_BD_INVALID_TIME = 0x20000014 };
+#include "base/cstring.h"
+#include "base/platform.h"
 
 // The last day number that can be turned back into a date.
 constexpr long MAX_DAY_NUMBER = 372550;

@@ -1,9 +1,9 @@
 // Reading file descriptions from a directory's description file.
 #include "files/descript.h"
-#include <vector>
-#include "core/bdx.h"
+#include "base/options.h"
 #include "files/paths.h"
 #include "vars/func_internal.h"
+#include <vector>
 
 namespace {
 

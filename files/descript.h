@@ -1,7 +1,7 @@
 // File descriptions: the text that a directory's description file (option
 // DescriptionName, default DESCRIPT.ION) holds for a name.
 #pragma once
-#include "core/cstring.h"
+#include "base/cstring.h"
 
 // The name of the description file.
 CString QueryDescriptionName();

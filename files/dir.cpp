@@ -3,20 +3,24 @@
 // layouts live in dir_print.cpp, the colours in colordir.cpp and PDIR's
 // format in pdir.cpp.
 #include "files/dir.h"
-#include <cwchar>
-#include "config/ini.h"
-#include "console/output.h"
+#include "base/args.h"
+#include "base/breaks.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "console/console.h"
 #include "console/screen.h"
-#include "core/args.h"
-#include "core/format.h"
 #include "files/dates.h"
 #include "files/descript.h"
+#include "files/files.h"
 #include "files/paths.h"
 #include "files/ranges.h"
+#include "files/search.h"
+#include <cwchar>
 
 namespace {
 
-constexpr int ERROR_BAD_PARAMETER = 87;
 constexpr size_t kEntryStep = 512;
 constexpr size_t kMaxSortKeys = 14;
 
@@ -64,7 +68,7 @@ int ReadNLetters(DIRSTATE &st, const CString &arg, size_t i) {
             if (off) st.fFlags &= ~l.first, st.fFlags2 &= ~l.second;
             else st.fFlags |= l.first, st.fFlags2 |= l.second;
         }
-        if (!known) return ERROR_BAD_PARAMETER;
+        if (!known) return ERROR_INVALID_PARAMETER;
         off = false;
     }
     return 0;
@@ -76,7 +80,7 @@ int ReadSortKeys(DIRSTATE &st, const CString &arg, size_t i) {
     CString keys;
     for (; i < arg.size() && arg[i] != SwitchCharValue(); i++) {
         wchar_t c = ToLowerChar(arg[i]);
-        if (!wcschr(L"-acdeginosurtxz", c)) return ERROR_BAD_PARAMETER;
+        if (!wcschr(L"-acdeginosurtxz", c)) return ERROR_INVALID_PARAMETER;
         if (keys.size() < kMaxSortKeys) keys += c;
     }
     st.aSearch.sSortKeys = keys;
@@ -237,7 +241,7 @@ int ReadSwitch(DIRSTATE &st, const CString &arg) {
         int rc;
         if (ReadWholeSwitch(st, arg, i, c, off, &rc)) return rc;
         size_t last = c == L'S' ? ReadDepth(st, arg, i, off) : ReadLetterWithValue(st, arg, i, c, off);
-        if (last == CString::npos) return ERROR_BAD_PARAMETER;
+        if (last == CString::npos) return ERROR_INVALID_PARAMETER;
         if (last >= i) {
             i = last;
             continue;
@@ -254,7 +258,7 @@ int ReadSwitch(DIRSTATE &st, const CString &arg) {
         case L'4': st.nColumns = off ? 1 : c - L'0'; break;
         default: {
             unsigned bits = PlainSwitchBits(c);
-            if (!bits) return ERROR_BAD_PARAMETER;
+            if (!bits) return ERROR_INVALID_PARAMETER;
             SetFlag(st, bits, off);
         }
         }
@@ -269,7 +273,7 @@ int ReadArguments(DIRSTATE &st, const CString &args, std::vector<CString> *names
         if (arg.At(0) == SwitchCharValue() && arg.size() > 1) {
             if (ReadSwitch(st, arg)) {
                 st.nErrors++;
-                return BDError(ERROR_BAD_PARAMETER, arg.c_str());
+                return BDError(ERROR_INVALID_PARAMETER, arg.c_str());
             }
         } else {
             names->push_back(arg);
@@ -642,7 +646,7 @@ int Pdir_Command(CString &args) {
             if (args[end] == L'(') depth++;
             else if (args[end] == L')' && --depth == 0) break;
         }
-        if (end >= args.size()) return BDError(ERROR_BAD_PARAMETER, args.Mid(at).c_str());
+        if (end >= args.size()) return BDError(ERROR_INVALID_PARAMETER, args.Mid(at).c_str());
         CString format = args.substr(at + 2, end - at - 2);
         st.sFormat = st.sFormat.empty() ? format : st.sFormat + L" " + format;
         args.erase(at, end - at + 1);

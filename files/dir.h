@@ -3,7 +3,6 @@
 // the layouts; the walk of /S and the totals sit around it.
 #pragma once
 #include <vector>
-#include "core/bdx.h"
 #include "files/search.h"
 
 // First flags, one bit per switch.

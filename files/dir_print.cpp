@@ -3,14 +3,17 @@
 // totals around them; and the writer that sends lines to a console (with
 // colours and page pauses) or to a file or pipe through a buffer.
 #include <cwchar>
-#include "config/ini.h"
-#include "console/output.h"
+#include "base/breaks.h"
+#include "base/format.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "console/console.h"
 #include "console/screen.h"
-#include "core/format.h"
 #include "files/dates.h"
 #include "files/dir.h"
 #include "files/paths.h"
 #include "files/ranges.h"
+#include "files/search.h"
 
 namespace {
 

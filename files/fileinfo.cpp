@@ -1,8 +1,7 @@
 // The digests of a file's contents that PDIR shows, from the digest and
 // checksum engine of the hash functions.
 #include "files/fileinfo.h"
-#include "core/bdx.h"
-#include "core/format.h"
+#include "base/format.h"
 #include "vars/coding.h"
 
 int _HashFile(const wchar_t *fileName, int kind, CString *digest) {

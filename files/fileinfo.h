@@ -1,6 +1,6 @@
 // What a file's contents tell about it: the digests of PDIR.
 #pragma once
-#include "core/cstring.h"
+#include "base/cstring.h"
 
 // Hash kinds of _HashFile.
 enum : int { HASH_CRC32 = 1, HASH_CRC32_DECIMAL = 2, HASH_MD5 = 3 };

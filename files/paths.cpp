@@ -1,11 +1,14 @@
 // Path handling: the parts of a name, full names with the shell's own forms,
 // long-path prefixes, devices and existence tests.
 #include "files/paths.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/state.h"
+#include "net/net.h"
+#include "vars/lists.h"
+#include "vars/vars.h"
 #include <cwchar>
 #include <vector>
-#include "core/args.h"
-#include "core/bdx.h"
-#include "vars/lists.h"
 
 namespace {
 
@@ -290,13 +293,7 @@ int AddWildcardIfDirectory(CString &name) {
 }
 
 bool QueryCurrentDirectory(const wchar_t *drive, CString *out, int *code) {
-    CString cwd(MAX_PATH, L'\0');
-    DWORD n = GetCurrentDirectoryW((DWORD)cwd.size(), cwd.data());
-    if (n > cwd.size()) {
-        cwd.resize(n);
-        n = GetCurrentDirectoryW(n, cwd.data());
-    }
-    cwd.resize(n);
+    CString cwd = CurrentDirectory();
     if (!drive || !IsDriveSpec(drive) || (IsDriveSpec(cwd.c_str()) && ToUpperChar(cwd[0]) == ToUpperChar(drive[0]))) {
         *out = cwd;
         return true;

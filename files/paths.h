@@ -4,11 +4,8 @@
 // names, long-path prefixes and remote URLs).  A name is kept as typed for as
 // long as possible, and made full by CreateFullPathName.
 #pragma once
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#include <windows.h>
-#include "core/cstring.h"
+#include "base/cstring.h"
+#include "base/platform.h"
 
 // Names of this many characters or more get a long-path prefix (MakeVLFN).
 constexpr size_t LONG_PATH_MIN = 248;

@@ -5,16 +5,21 @@
 // variable function with * standing for the entry's quoted full name.
 #include <algorithm>
 #include <cwchar>
-#include "config/ini.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "console/console.h"
 #include "files/dates.h"
 #include "files/dir.h"
 #include "files/fileinfo.h"
 #include "files/paths.h"
+#include "files/search.h"
+#include "vars/vars.h"
 
 namespace {
 
-constexpr int ERROR_BAD_PARAMETER = 87;
 constexpr long kMaxWidth = 0x7FFF;
 
 bool IsDir(const DIRENTRY &e) { return (e.fAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0; }
@@ -122,14 +127,14 @@ CString HashField(const DIRENTRY &e, const CString &dir, int kind) {
 // doubled.  The function's value, or an error code.
 int FunctionField(const DIRENTRY &e, const CString &dir, const CString &format, size_t *i, CString *value) {
     size_t open = format.find(L'[', *i);
-    if (open == CString::npos) return BDError(ERROR_BAD_PARAMETER, format.c_str());
+    if (open == CString::npos) return BDError(ERROR_INVALID_PARAMETER, format.c_str());
     int depth = 0;
     size_t close = open;
     for (; close < format.size(); close++) {
         if (format[close] == L'[') depth++;
         else if (format[close] == L']' && --depth == 0) break;
     }
-    if (close >= format.size()) return BDError(ERROR_BAD_PARAMETER, format.c_str());
+    if (close >= format.size()) return BDError(ERROR_INVALID_PARAMETER, format.c_str());
     CString full = WithoutVLFN(dir + e.sName);
     full.Replace(L"%", L"%%");
     CString call = L"%" + format.Mid(*i, open + 1 - *i);
@@ -158,7 +163,7 @@ int FormatPdirEntry(DIRSTATE &st, const DIRENTRY &e, const CString &dir, CString
     line->clear();
     for (size_t i = 0; i < format.size(); i++) {
         CString width;
-        if (!ReadWidth(format, &i, &width)) return BDError(ERROR_BAD_PARAMETER, format.c_str());
+        if (!ReadWidth(format, &i, &width)) return BDError(ERROR_INVALID_PARAMETER, format.c_str());
         if (i >= format.size()) {
             *line += width;
             break;

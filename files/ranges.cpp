@@ -1,16 +1,19 @@
 // Range filters: GetRange takes them out of a command line, and the tests
 // below apply them to a found entry.
 #include "files/ranges.h"
-#include <aclapi.h>
-#include <climits>
-#include <cwchar>
-#include "core/args.h"
-#include "core/bdx.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/locale.h"
+#include "base/options.h"
 #include "files/dates.h"
 #include "files/descript.h"
 #include "files/paths.h"
 #include "vars/regex.h"
+#include "vars/vars.h"
+#include <aclapi.h>
+#include <climits>
+#include <cwchar>
 
 namespace {
 

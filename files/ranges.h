@@ -4,17 +4,8 @@
 // negated as /![...]), the wildcard matcher, the rename-by-pattern rule and
 // the string order of every sort.
 #pragma once
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#include <windows.h>
-#include "core/cstring.h"
-
-// Error codes of filters and patterns.
-enum : int {
-    ERROR_BD_UNBALANCED_BRACKET = 0x20000130,  // a "[" without its "]"
-    ERROR_BD_RANGE_NOT_CLOSED = 0x20000131,    // "/[" without "]"
-};
+#include "base/cstring.h"
+#include "base/platform.h"
 
 // The filters of one command, as GetRange leaves them.
 struct RANGES {

@@ -6,14 +6,17 @@
 // attribute mask, directories, /A: attributes, exclusions, ranges, the
 // name) and are then delivered, or gathered for a sorted delivery.
 #include "files/search.h"
+#include "base/args.h"
+#include "base/breaks.h"
+#include "base/errors.h"
+#include "base/options.h"
+#include "files/paths.h"
+#include "files/ranges.h"
+#include "files/search_internal.h"
+#include "net/net.h"
+#include "vars/regex.h"
 #include <winnetwk.h>
 #include <cwchar>
-#include "config/ini.h"
-#include "core/args.h"
-#include "core/bdx.h"
-#include "files/paths.h"
-#include "files/search_internal.h"
-#include "vars/regex.h"
 
 namespace {
 

@@ -9,7 +9,6 @@
 // command that walks subdirectories does so itself (see DESCENT below).
 #pragma once
 #include <vector>
-#include "core/cstring.h"
 #include "files/ranges.h"
 
 enum : int { FIND_FIRST = 78, FIND_NEXT = 79 };

@@ -2,14 +2,16 @@
 // reader, single remote objects, wildcards in directory parts, the volume
 // and link queries an entry needs, and the descent of /S with its loop
 // guard.
-#include "core/bdx.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/state.h"
+#include "console/console.h"
+#include "files/paths.h"
+#include "files/search.h"
+#include "files/search_internal.h"
 #include <winioctl.h>
 #include <cstring>
 #include <cwchar>
-#include "config/ini.h"
-#include "core/args.h"
-#include "files/paths.h"
-#include "files/search_internal.h"
 
 namespace {
 
@@ -66,11 +68,11 @@ int GetFileLine(const wchar_t *name, long *offset, CString &line) {
     bool bom8 = got >= 3 && (unsigned char)head[0] == 0xEF && (unsigned char)head[1] == 0xBB &&
                 (unsigned char)head[2] == 0xBF;
     if (*offset == 0) *offset = wide ? 2 : bom8 ? 3 : 0;
-    int flags = wide ? 0x10000 : (bom8 || LooksLikeUtf8(head, got)) ? 0x20000 : 0;
+    int flags = wide ? GNL_UTF16 : (bom8 || LooksLikeUtf8(head, got)) ? GNL_UTF8 : 0;
     LARGE_INTEGER at;
     at.QuadPart = *offset;
     int consumed = 0;
-    if (SetFilePointerEx(h, at, nullptr, FILE_BEGIN)) consumed = GetNextLine(h, line, flags | 0x8000, nullptr, kMaxListLine);
+    if (SetFilePointerEx(h, at, nullptr, FILE_BEGIN)) consumed = GetNextLine(h, line, flags | GNL_NO_PIPE_TEST, nullptr, kMaxListLine);
     CloseHandle(h);
     if (consumed <= 0) return ERROR_HANDLE_EOF;
     *offset += wide ? consumed * 2 : consumed;

@@ -2,7 +2,8 @@
 // into a plan, one comparer over what both kinds of entry offer, and the
 // shell sort that orders them.
 #include <cwchar>
-#include "core/bdx.h"
+#include "console/console.h"
+#include "files/ranges.h"
 #include "files/search.h"
 
 SORTPLAN MakeSortPlan(const CString &keys) {

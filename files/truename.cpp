@@ -1,8 +1,8 @@
 // TRUENAME: the full name of a file or directory behind substituted and
 // network drives, with short (8.3) parts expanded.
-#include "console/output.h"
-#include "core/args.h"
-#include "core/bdx.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "console/console.h"
 #include "files/paths.h"
 
 int Truename_Command(CString &args) {

@@ -1,11 +1,11 @@
 // The wildcard matcher, the rename-by-pattern rule and the string order of
 // every sort.
-#include "files/ranges.h"
-#include <cwchar>
-#include "core/bdx.h"
-#include "core/args.h"
+#include "base/errors.h"
 #include "files/paths.h"
+#include "files/ranges.h"
+#include "net/net.h"
 #include "vars/regex.h"
+#include <cwchar>
 
 namespace {
 

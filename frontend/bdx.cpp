@@ -1,30 +1,14 @@
 // BDX.EXE: the console front end.  It parses its own command line, brings
 // up the interpreter in Brindle.dll and runs the prompt loop.
-#include <windows.h>
 #include <string>
 #include <vector>
-
-struct TLS_VARIABLES;
-extern "C" {
-__declspec(dllimport) int InitializeDLL(wchar_t *iniFile);
-__declspec(dllimport) void InitializeCOMSecurity();
-__declspec(dllimport) void RunStartupFiles(const wchar_t *stem, const wchar_t *arguments);
-__declspec(dllimport) int Command(const wchar_t *line, int flags);
-__declspec(dllimport) void ResetParsingFlags();
-__declspec(dllimport) void ResetBreakHandling();
-__declspec(dllimport) void EnableSignals();
-__declspec(dllimport) int ShowPrompt(const wchar_t *variableName);
-__declspec(dllimport) int ReadInputLine(wchar_t **line);
-__declspec(dllimport) void FreeInputLine(wchar_t *line);
-__declspec(dllimport) void ShutdownCommandProcessor();
-__declspec(dllimport) int SetINIDirective(wchar_t *text);
-__declspec(dllimport) int ExitShell(const wchar_t *value);
-__declspec(dllimport) int QueryStartupFileOption();
-}
+#include "base/breaks.h"
+#include "base/hooks.h"
+#include "config/config.h"
+#include "console/console.h"
+#include "core/core.h"
 
 namespace {
-
-enum { CMD_TYPED = 1, CMD_ECHO = 2 };
 
 struct Options {
     std::wstring iniFile;

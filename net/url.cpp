@@ -1,10 +1,9 @@
 // Recognising URL file names.
-#include "core/bdx.h"
+#include "base/cstring.h"
+#include "net/net.h"
 #include <cwchar>
+#include <cwctype>
 
-// The kind of URL that text begins with, 0 when it is none:
-// 1 http, 2 https, 3 ftp, 4 ftp in the session, 5 tftp, 6 ftps,
-// 7 ftps in the session, 8 sftp, 9 sftp in the session, 10 any other.
 int QueryIsURL(const wchar_t *text) {
     if (!text) return 0;
     if (*text == L'"') text++;

@@ -3,17 +3,18 @@
 // messages; a clock that may not be set (no privilege) says so through
 // the system's message.  TIMER keeps nine stopwatches for the process.
 #include <cwctype>
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/hooks.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "batch/batch.h"
-#include "console/output.h"
-#include "core/args.h"
-#include "core/error.h"
-#include "core/format.h"
+#include "console/console.h"
 #include "system/system.h"
 
 namespace {
-
-constexpr int ERROR_BD_BAD_DATE = 0x20000013;
-constexpr int ERROR_BD_BAD_TIME = 0x20000014;
 
 // The locale's text for one item, or fallback.
 CString LocaleText(LCTYPE type, const wchar_t *fallback) {
@@ -57,7 +58,7 @@ CString ShortTime(const SYSTEMTIME &t) {
 bool ReadAnswer(const wchar_t *prompt, CString &answer) {
     Printf(L"%s", prompt);
     answer.clear();
-    bool got = GetNextLine(StdIn(), answer, 0, nullptr, 0xFFFF) > 0;
+    bool got = GetNextLine(StdIn(), answer, 0, nullptr, MAX_LINE_CHARS) > 0;
     answer.Trim(L" \t\r\n");
     return got;
 }
@@ -99,13 +100,13 @@ int ParseDateText(const CString &text, SYSTEMTIME *date) {
     // "Mon 01/15/2024", as DATE /T shows it, is taken back.
     if (iswalpha(rest.At(0))) {
         size_t blank = rest.find_first_of(L" \t");
-        if (blank == CString::npos) return ERROR_BD_BAD_DATE;
+        if (blank == CString::npos) return ERROR_BD_INVALID_DATE;
         rest = rest.Mid(blank);
         rest.Trim();
     }
-    if (rest.empty() || rest.find_first_of(L": \t") != CString::npos) return ERROR_BD_BAD_DATE;
+    if (rest.empty() || rest.find_first_of(L": \t") != CString::npos) return ERROR_BD_INVALID_DATE;
     SYSTEMTIME moment;
-    if (ParseDelayMoment(rest, &moment)) return ERROR_BD_BAD_DATE;
+    if (ParseDelayMoment(rest, &moment)) return ERROR_BD_INVALID_DATE;
     GetLocalTime(date);
     date->wYear = moment.wYear, date->wMonth = moment.wMonth, date->wDay = moment.wDay;
     date->wDayOfWeek = 0;
@@ -136,14 +137,14 @@ int ParseTimeText(const CString &text, SYSTEMTIME *time) {
     }
     CString tail = rest.Mid(i);
     tail.Trim();
-    if (!count) return ERROR_BD_BAD_TIME;
+    if (!count) return ERROR_BD_INVALID_TIME;
     if (!tail.empty()) {
         bool pm = tail.EqualsNoCase(L"p") || tail.EqualsNoCase(L"pm");
         bool am = tail.EqualsNoCase(L"a") || tail.EqualsNoCase(L"am");
-        if ((!am && !pm) || f[0] < 1 || f[0] > 12) return ERROR_BD_BAD_TIME;
+        if ((!am && !pm) || f[0] < 1 || f[0] > 12) return ERROR_BD_INVALID_TIME;
         f[0] = f[0] % 12 + (pm ? 12 : 0);
     }
-    if (f[0] > 23 || f[1] > 59 || f[2] > 59 || f[3] > 99) return ERROR_BD_BAD_TIME;
+    if (f[0] > 23 || f[1] > 59 || f[2] > 59 || f[3] > 99) return ERROR_BD_INVALID_TIME;
     GetLocalTime(time);
     time->wHour = (WORD)f[0], time->wMinute = (WORD)f[1], time->wSecond = (WORD)f[2];
     time->wMilliseconds = (WORD)(f[3] * 10);
@@ -247,7 +248,7 @@ int SplitTimer(int n, bool quiet) {
 // TIMER command: the command's result; the time it took follows its output.
 int TimeCommand(CString command, bool quiet) {
     long long start = CounterNow();
-    int result = Command_S(command, 0);
+    int result = aHooks.pfnCommand(command, 0);
     if (!quiet) Printf(L"Elapsed: %s\r\n", FormatElapsed(CounterToMs(CounterNow() - start)).c_str());
     return result;
 }
@@ -274,7 +275,7 @@ int Timer_Command(CString &args) {
     bool quiet = mask & TIMER_QUIET;
     args.Trim();
     if (mask & TIMER_SPLIT) {
-        if (!args.empty()) return BDError(87, args.c_str());
+        if (!args.empty()) return BDError(ERROR_INVALID_PARAMETER, args.c_str());
         return SplitTimer(n, quiet);
     }
     if (args.EqualsNoCase(L"on")) return StartTimer(n, quiet);
@@ -287,7 +288,7 @@ int Timer_Command(CString &args) {
 int Uptime_Command(CString &args) {
     unsigned mask = 0;
     if (GetSwitches(args, L"S", &mask, 0, nullptr)) return 2;
-    if (!args.TrimLeftCopy().empty()) return BDError(87, args.TrimLeftCopy().c_str());
+    if (!args.TrimLeftCopy().empty()) return BDError(ERROR_INVALID_PARAMETER, args.TrimLeftCopy().c_str());
     unsigned long long seconds = GetTickCount64() / 1000;
     if (mask & 1) {
         Printf(L"%I64u\r\n", seconds);

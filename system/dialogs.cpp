@@ -1,18 +1,18 @@
 // The dialog commands: MSGBOX, QUERYBOX, TASKDIALOG and OSD.  Each dialog
 // can close itself after a time (/T), which gives the result 32000; a
 // system with no desktop to show a dialog on is reported as such.
+#include "base/args.h"
+#include "base/breaks.h"
+#include "base/colors.h"
+#include "base/errors.h"
+#include "base/state.h"
 #include "system/system.h"
+#include "vars/lists.h"
 #include <commctrl.h>
 #include <vector>
-#include "console/output.h"
-#include "core/args.h"
-#include "core/error.h"
-#include "core/format.h"
-#include "vars/lists.h"
 
 namespace {
 
-constexpr int ERROR_BAD_PARAMETER = 87;
 constexpr int kTimedOut = 32000;
 constexpr int kEditId = 100, kPromptId = 101;
 
@@ -51,7 +51,7 @@ bool TakeSeconds(CString &args, const wchar_t *letter, DWORD *seconds) {
     CString text;
     if (!GetMultiCharSwitch(args, letter, &text, 0, nullptr, 0, 0)) return true;
     text.TrimLeft(L":");
-    if (!QueryIsNumber(text, seconds)) return BDError(ERROR_BAD_PARAMETER, text.c_str()), false;
+    if (!QueryIsNumber(text, seconds)) return BDError(ERROR_INVALID_PARAMETER, text.c_str()), false;
     return true;
 }
 
@@ -62,7 +62,7 @@ bool TakeIcon(CString &args, wchar_t *icon) {
     if (!GetMultiCharSwitch(args, L"I", &text, 0, nullptr, 0, 0)) return true;
     text.TrimLeft(L":");
     wchar_t c = ToUpperChar(text.At(0));
-    if (text.GetLength() != 1 || !wcschr(L"IWEQ", c)) return BDError(ERROR_BAD_PARAMETER, text.c_str()), false;
+    if (text.GetLength() != 1 || !wcschr(L"IWEQ", c)) return BDError(ERROR_INVALID_PARAMETER, text.c_str()), false;
     *icon = c;
     return true;
 }
@@ -350,7 +350,7 @@ int Taskdialog_Command(CString &args) {
     if (GetMultiCharSwitch(args, L"B", &letters, 0, nullptr, 0, 0)) letters.TrimLeft(L":");
     else letters = L"O";
     TASKDIALOG_COMMON_BUTTON_FLAGS buttons;
-    if (!ButtonFlags(letters, &buttons)) return BDError(ERROR_BAD_PARAMETER, letters.c_str());
+    if (!ButtonFlags(letters, &buttons)) return BDError(ERROR_INVALID_PARAMETER, letters.c_str());
     if (GetSwitches(args, L"", nullptr, 0, nullptr)) return 2;
     CString title, instruction, text;
     if (!GetNthArgument(args.c_str(), 1, &instruction)) return BDError(ERROR_BD_MISSING_ARGUMENT, L"TASKDIALOG");

@@ -1,17 +1,15 @@
 // HASH and UUID: digests of files and texts, and random identifiers, from
 // the digest engine that the hash functions use too (vars/coding.h).
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "console/console.h"
 #include "system/system.h"
 #include <algorithm>
 #include <vector>
-#include "console/output.h"
-#include "core/args.h"
-#include "core/error.h"
-#include "core/format.h"
 #include "vars/coding.h"
 
 namespace {
-
-constexpr int ERROR_BAD_PARAMETER = 87;
 
 // The digests HASH names by a switch.
 const wchar_t *const kAlgorithms[] = {L"MD5", L"SHA1", L"SHA256", L"SHA384", L"SHA512"};
@@ -74,12 +72,12 @@ int Uuid_Command(CString &args) {
     bool many = GetMultiCharSwitch(args, L"N", &count, 0, nullptr, 0, 0) != 0;
     unsigned mask = 0;
     if (GetSwitches(args, L"U", &mask, 0, nullptr)) return 2;
-    if (!args.TrimLeftCopy().empty()) return BDError(ERROR_BAD_PARAMETER, args.TrimLeftCopy().c_str());
+    if (!args.TrimLeftCopy().empty()) return BDError(ERROR_INVALID_PARAMETER, args.TrimLeftCopy().c_str());
     int n = 1, used = 0;
     if (many) {
         count.TrimLeft(L":");
         if (Sscanf(count.c_str(), L"%d%n", &n, &used) != 2 || used != count.GetLength() || n < 0)
-            return BDError(ERROR_BAD_PARAMETER, count.c_str());
+            return BDError(ERROR_INVALID_PARAMETER, count.c_str());
     }
     for (int i = 0; i < n; i++) {
         CString id = NewUuid();

@@ -1,21 +1,24 @@
 // The process commands: TASKLIST, TASKEND, PRIORITY, ENUMPROCESSES and
 // MEMORY.  Processes are picked by id, by program name ("notepad" finds
 // notepad.exe) or by a wildcard or regular expression.
+#include "base/args.h"
+#include "base/breaks.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/hooks.h"
+#include "base/locale.h"
+#include "base/state.h"
+#include "console/console.h"
 #include "system/system.h"
+#include "vars/lists.h"
 #include <tlhelp32.h>
 #include <psapi.h>
 #include <algorithm>
 #include <cwctype>
 #include <vector>
-#include "console/output.h"
-#include "core/args.h"
-#include "core/error.h"
-#include "core/format.h"
-#include "vars/lists.h"
 
 namespace {
 
-constexpr int ERROR_BAD_PARAMETER = 87;
 constexpr DWORD kDefaultCloseWait = 5;
 
 }  // namespace
@@ -169,7 +172,7 @@ int Taskend_Command(CString &args) {
     if (GetSwitches(args, L"F", &mask, 0, nullptr)) return 2;
     DWORD wait = kDefaultCloseWait;
     waitText.TrimLeft(L":");
-    if (waits && !QueryIsNumber(waitText, &wait)) return BDError(ERROR_BAD_PARAMETER, waitText.c_str());
+    if (waits && !QueryIsNumber(waitText, &wait)) return BDError(ERROR_INVALID_PARAMETER, waitText.c_str());
     if (!GetNthArgument(args.c_str(), 0)) return BDError(ERROR_BD_MISSING_ARGUMENT, L"TASKEND");
     std::vector<PROCESSROW> rows;
     if (SelectProcesses(args, rows)) return 2;
@@ -226,7 +229,7 @@ int Priority_Command(CString &args) {
     CString first, second;
     int count = 0;
     while (GetNthArgument(args.c_str(), count)) count++;
-    if (count > 2) return BDError(ERROR_BAD_PARAMETER, GetNthArgument(args.c_str(), 2));
+    if (count > 2) return BDError(ERROR_INVALID_PARAMETER, GetNthArgument(args.c_str(), 2));
     GetNthArgument(args.c_str(), 0, &first);
     GetNthArgument(args.c_str(), 1, &second);
     const PRIORITYNAME *wanted = nullptr;
@@ -291,14 +294,14 @@ int Enumprocesses_Command(CString &args) {
     if (!GetNthArgument(args.c_str(), 1, &nameVar) || !GetNthArgument(args.c_str(), 2, nullptr, &start))
         return BDError(ERROR_BD_MISSING_ARGUMENT, L"ENUMPROCESSES");
     if (!IsVariableName(pidVar) || !IsVariableName(nameVar))
-        return BDError(ERROR_BAD_PARAMETER, IsVariableName(pidVar) ? nameVar.c_str() : pidVar.c_str());
+        return BDError(ERROR_INVALID_PARAMETER, IsVariableName(pidVar) ? nameVar.c_str() : pidVar.c_str());
     CString command = args.Mid(start);
     SavedVariable savedPid(pidVar), savedName(nameVar);
     int result = 0;
     for (const PROCESSROW &row : rows) {
         SetEVariable(FormatStr(L"%s=%u", pidVar.c_str(), row.nPid).c_str());
         SetEVariable((nameVar + L"=" + row.sName).c_str());
-        result = Command_S(command, CMD_DEBUG);
+        result = aHooks.pfnCommand(command, CMD_DEBUG);
         if (result == BATCH_ABORT || result == BATCH_RETURN) break;
     }
     return result;
@@ -328,7 +331,7 @@ void MemoryLine(const wchar_t *label, unsigned long long total, unsigned long lo
 // MEMORY: the system's memory, and what this shell and its lists use.
 int Memory_Command(CString &args) {
     if (GetSwitches(args, L"", nullptr, 0, nullptr)) return 2;
-    if (!args.TrimLeftCopy().empty()) return BDError(ERROR_BAD_PARAMETER, args.TrimLeftCopy().c_str());
+    if (!args.TrimLeftCopy().empty()) return BDError(ERROR_INVALID_PARAMETER, args.TrimLeftCopy().c_str());
     MEMORYSTATUSEX status{};
     status.dwLength = sizeof(status);
     if (!GlobalMemoryStatusEx(&status)) return BDError((int)GetLastError(), nullptr);

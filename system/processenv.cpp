@@ -2,20 +2,19 @@
 // block from the process's memory; a change runs SetEnvironmentVariableW
 // in that process, through a small thread started there.  Both need a
 // 64-bit process, as this shell is.
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "console/console.h"
 #include "system/system.h"
+#include "vars/lists.h"
 #include <winternl.h>
 #include <psapi.h>
 #include <cstring>
 #include <vector>
-#include "console/output.h"
-#include "core/args.h"
-#include "core/error.h"
-#include "core/format.h"
-#include "vars/lists.h"
 
 namespace {
 
-constexpr int ERROR_BAD_PARAMETER = 87;
 constexpr size_t kParametersOffset = 0x20;    // PEB.ProcessParameters
 constexpr size_t kEnvironmentOffset = 0x80;   // RTL_USER_PROCESS_PARAMETERS.Environment
 constexpr size_t kEnvironmentLimit = 1 << 24;
@@ -117,7 +116,7 @@ int TakePid(CString &args, DWORD *pid, const wchar_t *command) {
     CString first;
     int start = -1;
     if (!GetNthArgument(args.c_str(), 0, &first, &start)) return BDError(ERROR_BD_MISSING_ARGUMENT, command);
-    if (!QueryIsNumber(first, pid)) return BDError(ERROR_BAD_PARAMETER, first.c_str());
+    if (!QueryIsNumber(first, pid)) return BDError(ERROR_INVALID_PARAMETER, first.c_str());
     args.erase(0, start + first.size());
     args.Trim();
     return 0;
@@ -157,7 +156,7 @@ int SetProcess_Command(CString &args) {
     }
     CString name = args.Left(eq), value = args.Mid(eq + 1);
     name.Trim();
-    if (name.empty()) return BDError(ERROR_BAD_PARAMETER, args.c_str());
+    if (name.empty()) return BDError(ERROR_INVALID_PARAMETER, args.c_str());
     int rc = RemoteSetVariable(process.Get(), name, value.empty() ? nullptr : &value);
     return rc ? BDError(rc, name.c_str()) : 0;
 }

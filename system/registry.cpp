@@ -1,12 +1,11 @@
 // REGDIR: a registry key and the keys below it, as an indented tree, with
 // their values on request.
-#include "system/system.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "console/console.h"
 #include <algorithm>
 #include <vector>
-#include "console/output.h"
-#include "core/args.h"
-#include "core/error.h"
-#include "core/format.h"
 #include "vars/lists.h"
 
 namespace {
@@ -92,7 +91,7 @@ int RegistryDir_Command(CString &args) {
     if (GetSwitches(args, L"V", &mask, 0, nullptr)) return 2;
     CString text;
     if (!GetNthArgument(args.c_str(), 0, &text)) return BDError(ERROR_BD_MISSING_ARGUMENT, L"REGDIR");
-    if (GetNthArgument(args.c_str(), 1)) return BDError(87, GetNthArgument(args.c_str(), 1));
+    if (GetNthArgument(args.c_str(), 1)) return BDError(ERROR_INVALID_PARAMETER, GetNthArgument(args.c_str(), 1));
     StripQuotes_S(text);
     HKEY root;
     CString path, shown;

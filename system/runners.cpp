@@ -5,16 +5,17 @@
 // interrupts included.
 #include <algorithm>
 #include <vector>
-#include "console/output.h"
+#include "base/args.h"
+#include "base/breaks.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/hooks.h"
+#include "base/state.h"
+#include "console/console.h"
 #include "console/screen.h"
-#include "core/args.h"
-#include "core/error.h"
-#include "core/format.h"
 #include "system/system.h"
 
 namespace {
-
-constexpr int ERROR_BAD_PARAMETER = 87;
 
 // Standard output and standard error, put back when the scope ends.
 class SavedStdHandles {
@@ -74,7 +75,7 @@ int RunCaptured(const CString &command, CaptureFile &out, CaptureFile &err) {
     SavedStdHandles saved;
     SetStdHandle(STD_OUTPUT_HANDLE, out.h);
     SetStdHandle(STD_ERROR_HANDLE, err.h);
-    return Command_S(command, 0);
+    return aHooks.pfnCommand(command, 0);
 }
 
 // The names of the subdirectories of dir, sorted without case.  Hidden and
@@ -130,7 +131,7 @@ bool WalkDirectory(GlobalWalk &walk, const CString &dir) {
         return walk.fIgnoreErrors;
     }
     if (!walk.fQuiet) Printf(L"%s\r\n", dir.c_str());
-    int rc = Command_S(walk.sCommand, CMD_DEBUG);
+    int rc = aHooks.pfnCommand(walk.sCommand, CMD_DEBUG);
     if (rc == BATCH_ABORT || rc == BATCH_RETURN) {
         walk.nResult = rc;
         return false;
@@ -227,7 +228,7 @@ private:
 // also when the command fails or is interrupted.
 int Except_Command(CString &args) {
     args.TrimLeft();
-    if (args.At(0) != L'(') return BDError(ERROR_BAD_PARAMETER, args.c_str());
+    if (args.At(0) != L'(') return BDError(ERROR_INVALID_PARAMETER, args.c_str());
     int close = ScanIndex(args.c_str() + 1, L")", L"`\"");
     if (close < 0) return 2;
     if (args.At(close + 1) != L')') return BDError(ERROR_BD_UNBALANCED_PARENS, args.c_str());
@@ -245,7 +246,7 @@ int Except_Command(CString &args) {
     int rc = hidden.Hide();
     EnableSignals();
     if (rc) return rc;
-    return Command_S(command, CMD_DEBUG);
+    return aHooks.pfnCommand(command, CMD_DEBUG);
 }
 
 // CHRONIC [/E] command: run the command with its output held back, and

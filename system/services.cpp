@@ -1,17 +1,18 @@
 // The commands about the system as a whole: SERVICES, EVENTLOG, INSTALLED,
 // REGDIR and REBOOT.
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/locale.h"
+#include "base/state.h"
+#include "console/console.h"
 #include "system/system.h"
+#include "vars/lists.h"
 #include <algorithm>
 #include <vector>
-#include "console/output.h"
-#include "core/args.h"
-#include "core/error.h"
-#include "core/format.h"
-#include "vars/lists.h"
 
 namespace {
 
-constexpr int ERROR_BAD_PARAMETER = 87;
 constexpr DWORD kDefaultEvents = 10;
 
 bool LessNoCase(const CString &a, const CString &b) { return StrICmp(a, b) < 0; }
@@ -106,7 +107,7 @@ int Services_Command(CString &args) {
         StripQuotes_S(first);
         return ListServices(first);
     }
-    if (GetNthArgument(args.c_str(), 2)) return BDError(ERROR_BAD_PARAMETER, GetNthArgument(args.c_str(), 2));
+    if (GetNthArgument(args.c_str(), 2)) return BDError(ERROR_INVALID_PARAMETER, GetNthArgument(args.c_str(), 2));
     StripQuotes_S(name);
     return ControlOneService(first, name);
 }
@@ -193,7 +194,7 @@ int Eventlog_Command(CString &args) {
     if (GetSwitches(args, L"W", &mask, 0, nullptr)) return 2;
     DWORD count = kDefaultEvents;
     countText.TrimLeft(L":");
-    if (counted && !QueryIsNumber(countText, &count)) return BDError(ERROR_BAD_PARAMETER, countText.c_str());
+    if (counted && !QueryIsNumber(countText, &count)) return BDError(ERROR_INVALID_PARAMETER, countText.c_str());
     StripQuotes_S(source);
     args.Trim();
     StripEnclosingQuotes_S(args);
@@ -275,7 +276,7 @@ bool EnableShutdownPrivilege() {
 int Reboot_Command(CString &args) {
     unsigned mask = 0;
     if (GetSwitches(args, L"LPSF", &mask, 0, nullptr)) return 2;
-    if (!args.TrimLeftCopy().empty()) return BDError(ERROR_BAD_PARAMETER, args.TrimLeftCopy().c_str());
+    if (!args.TrimLeftCopy().empty()) return BDError(ERROR_INVALID_PARAMETER, args.TrimLeftCopy().c_str());
     UINT how = (mask & 1) ? EWX_LOGOFF : (mask & 2) ? EWX_POWEROFF : (mask & 4) ? EWX_SHUTDOWN : EWX_REBOOT;
     const wchar_t *what = (mask & 1) ? L"Log off" : (mask & 2) ? L"Turn off" : (mask & 4) ? L"Shut down" : L"Restart";
     CString question = FormatStr(L"%s %s? (Y/N) ", what, (mask & 1) ? L"now" : L"the system");

@@ -1,65 +1,18 @@
-// Commands about the shell itself: HELP, PATH, BREAK, CHCP, SETERROR and
-// LOG, with the command log and the history log that Command_S writes.
+// Commands about the shell itself: PATH, BREAK, CHCP, SETERROR and LOG,
+// with the command log and the history log that Command_S writes.  (HELP,
+// which reads the command table, is the execution core's: core/help.cpp.)
 // PATH, BREAK and CHCP answer as the system's own command interpreter does.
 #include <map>
-#include "console/output.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "config/config.h"
+#include "console/console.h"
 #include "console/screen.h"
-#include "core/args.h"
-#include "core/cmdtable.h"
-#include "core/error.h"
-#include "core/format.h"
 #include "system/system.h"
 #include "vars/lists.h"
-
-namespace {
-
-constexpr int ERROR_BAD_PARAMETER = 87;
-
-// Name and one-line description of every usage text of the language module.
-std::map<CString, CString> UsageDescriptions() {
-    std::map<CString, CString> found;
-    for (int id = IDS_USAGE_FIRST;; id++) {
-        CString text = LoadLanguageString(id);
-        if (text.empty()) break;
-        size_t first = text.find(L'\n');
-        if (first == CString::npos) continue;
-        size_t second = text.find(L'\n', first + 1);
-        CString name = text.Left(first);
-        name.MakeUpper();
-        found[name] = text.Mid(first + 1, second == CString::npos ? CString::npos : second - first - 1);
-    }
-    return found;
-}
-
-// HELP alone: every enabled command with its description, in table order.
-int ListCommandHelp(bool paged) {
-    std::map<CString, CString> descriptions = UsageDescriptions();
-    StartPaging(paged, 0);
-    for (int i = 0; i < QueryNumberOfCommands(); i++) {
-        const BUILTIN &row = aInternalCommands[i];
-        if (!row.fEnabled) continue;
-        auto it = descriptions.find(row.pszName);
-        if (it == descriptions.end()) Printf(L"%s\r\n", row.pszName);
-        else Printf(L"%-16s%s\r\n", row.pszName, it->second.c_str());
-        PagePause();
-    }
-    return 0;
-}
-
-}  // namespace
-
-// HELP [/P] [command]
-int Help_Command(CString &args) {
-    unsigned mask = 0;
-    if (GetSwitches(args, L"P", &mask, 0, nullptr)) return 2;
-    CString name;
-    if (!GetNthArgument(args.c_str(), 0, &name)) return ListCommandHelp(mask & 1);
-    if (GetNthArgument(args.c_str(), 1)) return BDError(ERROR_BAD_PARAMETER, GetNthArgument(args.c_str(), 1));
-    BUILTIN *row = nullptr;
-    if (FindInternalCommand(name.c_str(), true, &row) < 0 || CString(row->pszName).GetLength() != name.GetLength())
-        return BDError(ERROR_BD_NO_HELP, name.c_str());
-    return NTInternalHelp(row->pszName);
-}
 
 // PATH [[=]dir[;dir...] | ;]: show, set or clear the search path.
 int Path_Command(CString &args) {
@@ -87,7 +40,7 @@ int Break_Command(CString &args) {
     }
     if (args.EqualsNoCase(L"on")) tls->fBreakEnabled = 1;
     else if (args.EqualsNoCase(L"off")) tls->fBreakEnabled = 0;
-    else return BDError(ERROR_BAD_PARAMETER, args.c_str());
+    else return BDError(ERROR_INVALID_PARAMETER, args.c_str());
     return 0;
 }
 
@@ -99,7 +52,7 @@ int Chcp_Command(CString &args) {
         unsigned page = 0;
         int used = 0;
         if (Sscanf(args.c_str(), L"%u%n", &page, &used) != 2 || used != args.GetLength())
-            return BDError(ERROR_BAD_PARAMETER, args.c_str());
+            return BDError(ERROR_INVALID_PARAMETER, args.c_str());
         if (!page || !IsValidCodePage(page)) return BDError(ERROR_BD_BAD_CODE_PAGE, args.c_str());
         if (!SetConsoleOutputCP(page)) {
             CONSOLE_SCREEN_BUFFER_INFO info;
@@ -121,7 +74,7 @@ int Seterror_Command(CString &args) {
     args.Trim();
     int value = 0, used = 0;
     if (!args.empty() && (Sscanf(args.c_str(), L"%i%n", &value, &used) != 2 || used != args.GetLength()))
-        return BDError(ERROR_BAD_PARAMETER, args.c_str());
+        return BDError(ERROR_INVALID_PARAMETER, args.c_str());
     TLS_VARIABLES *tls = GetTLS();
     tls->nSysError = value;
     tls->nExitCode = value;

@@ -1,6 +1,11 @@
 // Commands that go through the shell's objects and devices: SHORTCUT (.lnk
 // files), PRINT (the printer, through the program that opens a file),
 // FILELOCK (who holds a file open) and PLAYSOUND.
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/state.h"
+#include "console/console.h"
 #include "system/system.h"
 #include <objbase.h>
 #include <shlobj.h>
@@ -9,14 +14,8 @@
 #include <restartmanager.h>
 #include <winspool.h>
 #include <vector>
-#include "console/output.h"
-#include "core/args.h"
-#include "core/error.h"
-#include "core/format.h"
 
 namespace {
-
-constexpr int ERROR_BAD_PARAMETER = 87;
 
 CString FullPath(const CString &name) {
     DWORD n = GetFullPathNameW(name.c_str(), 0, nullptr, nullptr);
@@ -65,11 +64,11 @@ int Shortcut_Command(CString &args) {
     int count = 0;
     for (; count < 5 && GetNthArgument(args.c_str(), count, &parts[count]); count++) StripQuotes_S(parts[count]);
     if (!count) return BDError(ERROR_BD_MISSING_ARGUMENT, L"SHORTCUT");
-    if (GetNthArgument(args.c_str(), 5)) return BDError(ERROR_BAD_PARAMETER, GetNthArgument(args.c_str(), 5));
+    if (GetNthArgument(args.c_str(), 5)) return BDError(ERROR_INVALID_PARAMETER, GetNthArgument(args.c_str(), 5));
     CString linkName = parts[0];
     if (!linkName.Right(4).EqualsNoCase(L".lnk")) linkName += L".lnk";
     linkName = FullPath(linkName);
-    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    EnsureCOM();
     ComPtr<IShellLinkW> link;
     ComPtr<IPersistFile> file;
     HRESULT hr = CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkW, (void **)link.Address());
@@ -211,7 +210,7 @@ int Playsound_Command(CString &args) {
     }
     CString name;
     if (!GetNthArgument(args.c_str(), 0, &name)) return BDError(ERROR_BD_MISSING_ARGUMENT, L"PLAYSOUND");
-    if (GetNthArgument(args.c_str(), 1)) return BDError(ERROR_BAD_PARAMETER, GetNthArgument(args.c_str(), 1));
+    if (GetNthArgument(args.c_str(), 1)) return BDError(ERROR_INVALID_PARAMETER, GetNthArgument(args.c_str(), 1));
     StripQuotes_S(name);
     DWORD flags = (mask & 1) ? SND_ASYNC : SND_SYNC;
     if (mask & 2) flags = SND_ASYNC | SND_LOOP;

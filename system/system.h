@@ -5,23 +5,8 @@
 // them is declared here.
 #pragma once
 #include <vector>
-#include "core/bdx.h"
-
-// Program error codes of the system commands (string = code - 0x1FFFF448).
-enum : int {
-    ERROR_BD_DATE_REFUSED = 0x200001A0,      // 3416 the system cannot accept the date entered
-    ERROR_BD_TIME_REFUSED = 0x200001A1,      // 3417 the system cannot accept the time entered
-    ERROR_BD_TIMER_OFF = 0x200001A2,         // 3418 the timer is not running
-    ERROR_BD_NO_HELP = 0x200001A3,           // 3419 no help for a name
-    ERROR_BD_BAD_CODE_PAGE = 0x200001A4,     // 3420 invalid code page
-    ERROR_BD_NO_MATCH = 0x200001A5,          // 3421 nothing matches a pattern
-    ERROR_BD_NOT_ENDED = 0x200001A6,         // 3422 process did not end
-    ERROR_BD_MISSING_ARGUMENT = 0x200001A7,  // 3423 a required argument is missing
-    ERROR_BD_OWN_PROCESS = 0x200001AB,       // 3427 refuses to end the shell itself
-    ERROR_BD_BAD_PRIORITY = 0x200001AC,      // 3428 unknown priority class
-    ERROR_BD_UNKNOWN_WORD = 0x200001AE,      // 3430 a keyword that the command does not know
-    ERROR_BD_REMOTE_BITS = 0x200001AF,       // 3431 the other process is not a 64-bit process
-};
+#include "base/cstring.h"
+#include "base/platform.h"
 
 // Stopwatches of TIMER, numbered 1 to kTimers.
 constexpr int kTimers = 9;

@@ -1,18 +1,17 @@
 // The window and screen commands: WINDOW, ACTIVATE, RESOLUTION,
 // SAVECONSOLE and VBEEP.  A window is named by its title (wildcards, or a
 // regular expression behind "::"); WINDOW without one means the console.
+#include "base/args.h"
+#include "base/breaks.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "console/console.h"
 #include "system/system.h"
-#include <vector>
-#include "console/output.h"
-#include "console/screen.h"
-#include "core/args.h"
-#include "core/error.h"
-#include "core/format.h"
 #include "vars/lists.h"
+#include <vector>
 
 namespace {
 
-constexpr int ERROR_BAD_PARAMETER = 87;
 constexpr DWORD kFlashMs = 120;
 
 struct TITLESEARCH {
@@ -72,9 +71,9 @@ int ParseInts(const CString &text, int *values, int count) {
     switch (count) {
     case 1: got = Sscanf(text.c_str(), formats[0], &values[0], &used); break;
     case 4: got = Sscanf(text.c_str(), formats[3], &values[0], &values[1], &values[2], &values[3], &used); break;
-    default: return ERROR_BAD_PARAMETER;
+    default: return ERROR_INVALID_PARAMETER;
     }
-    return got == count + 1 && used == text.GetLength() ? 0 : ERROR_BAD_PARAMETER;
+    return got == count + 1 && used == text.GetLength() ? 0 : ERROR_INVALID_PARAMETER;
 }
 
 // One word of WINDOW and ACTIVATE.
@@ -101,12 +100,12 @@ int ApplyWindowWord(HWND hwnd, const CString &word) {
     int v[4];
     if (eq != CString::npos && key.EqualsNoCase(L"TEXT")) return SetWindowTextW(hwnd, value.c_str()) ? 0 : (int)GetLastError();
     if (eq != CString::npos && key.EqualsNoCase(L"TRANS")) {
-        if (ParseInts(value, v, 1) || v[0] < 0 || v[0] > 255) return ERROR_BAD_PARAMETER;
+        if (ParseInts(value, v, 1) || v[0] < 0 || v[0] > 255) return ERROR_INVALID_PARAMETER;
         SetWindowLongW(hwnd, GWL_EXSTYLE, GetWindowLongW(hwnd, GWL_EXSTYLE) | WS_EX_LAYERED);
         return SetLayeredWindowAttributes(hwnd, 0, (BYTE)v[0], LWA_ALPHA) ? 0 : (int)GetLastError();
     }
     if (eq != CString::npos && key.EqualsNoCase(L"POS")) {
-        if (ParseInts(value, v, 4) || v[2] < 0 || v[3] < 0) return ERROR_BAD_PARAMETER;
+        if (ParseInts(value, v, 4) || v[2] < 0 || v[3] < 0) return ERROR_INVALID_PARAMETER;
         return MoveWindow(hwnd, v[0], v[1], v[2], v[3], TRUE) ? 0 : (int)GetLastError();
     }
     return ERROR_BD_UNKNOWN_WORD;
@@ -132,11 +131,11 @@ int CheckWindowWords(const CString &args) {
         int v[4];
         if (eq != CString::npos && key.EqualsNoCase(L"TEXT")) known = true;
         if (eq != CString::npos && key.EqualsNoCase(L"TRANS")) {
-            if (ParseInts(value, v, 1) || v[0] < 0 || v[0] > 255) return BDError(ERROR_BAD_PARAMETER, word.c_str());
+            if (ParseInts(value, v, 1) || v[0] < 0 || v[0] > 255) return BDError(ERROR_INVALID_PARAMETER, word.c_str());
             known = true;
         }
         if (eq != CString::npos && key.EqualsNoCase(L"POS")) {
-            if (ParseInts(value, v, 4) || v[2] < 0 || v[3] < 0) return BDError(ERROR_BAD_PARAMETER, word.c_str());
+            if (ParseInts(value, v, 4) || v[2] < 0 || v[3] < 0) return BDError(ERROR_INVALID_PARAMETER, word.c_str());
             known = true;
         }
         if (!known) return BDError(ERROR_BD_UNKNOWN_WORD, word.c_str());
@@ -202,7 +201,7 @@ int Resolution_Command(CString &args) {
     DWORD values[4] = {0, 0, 0, 0};
     int count = 0;
     for (; GetNthArgument(args.c_str(), count, &word); count++)
-        if (count >= 4 || !QueryIsNumber(word, &values[count])) return BDError(ERROR_BAD_PARAMETER, word.c_str());
+        if (count >= 4 || !QueryIsNumber(word, &values[count])) return BDError(ERROR_INVALID_PARAMETER, word.c_str());
     if (count == 0) {
         Printf(L"%u x %u, %u bits, %u Hz\r\n", (unsigned)mode.dmPelsWidth, (unsigned)mode.dmPelsHeight,
                (unsigned)mode.dmBitsPerPel, (unsigned)mode.dmDisplayFrequency);
@@ -214,7 +213,7 @@ int Resolution_Command(CString &args) {
     if (count > 2) mode.dmBitsPerPel = values[2], mode.dmFields |= DM_BITSPERPEL;
     if (count > 3) mode.dmDisplayFrequency = values[3], mode.dmFields |= DM_DISPLAYFREQUENCY;
     LONG rc = ChangeDisplaySettingsW(&mode, 0);
-    if (rc == DISP_CHANGE_BADMODE) return BDError(ERROR_BAD_PARAMETER, args.TrimLeftCopy().c_str());
+    if (rc == DISP_CHANGE_BADMODE) return BDError(ERROR_INVALID_PARAMETER, args.TrimLeftCopy().c_str());
     if (rc != DISP_CHANGE_SUCCESSFUL) return BDError(ERROR_BD_NEEDS_SYSTEM, L"a change of the display mode");
     return 0;
 }
@@ -278,7 +277,7 @@ int Vbeep_Command(CString &args) {
     DWORD count = 1;
     CString word;
     if (GetNthArgument(args.c_str(), 0, &word) && (!QueryIsNumber(word, &count) || GetNthArgument(args.c_str(), 1)))
-        return BDError(ERROR_BAD_PARAMETER, word.c_str());
+        return BDError(ERROR_INVALID_PARAMETER, word.c_str());
     HANDLE console = OpenConsoleBuffer();
     if (!console) return BDError(ERROR_BD_NEEDS_CONSOLE, nullptr);
     CONSOLE_SCREEN_BUFFER_INFO info;

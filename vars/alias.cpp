@@ -3,11 +3,16 @@
 // put where the alias asks for them.
 #include <cwchar>
 #include <cwctype>
-#include "console/output.h"
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "console/console.h"
 #include "files/paths.h"
+#include "net/net.h"
 #include "vars/lists.h"
+#include "vars/vars.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Array variables as expansion reads them: the lookup of an array by name
 // and of one of its elements.  SETARRAY owns the table.
 #pragma once
-#include "core/bdx.h"
+#include "base/cstring.h"
 
 // The index of the array of that name (without case), or -1.
 int QueryArrayVariable(const wchar_t *name);

@@ -1,10 +1,12 @@
 // Byte codings, checksums and the digests of the system's cryptography
 // provider (CNG).
-#include "core/bdx.h"
+#include "base/platform.h"
 #include <winternl.h>
 #include <bcrypt.h>
 #include <objbase.h>
-#include "core/format.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "console/console.h"
 #include "vars/coding.h"
 
 namespace {

@@ -7,11 +7,7 @@
 #include <functional>
 #include <string>
 #include <vector>
-#include "core/cstring.h"
-
-enum : int {
-    ERROR_BD_UNKNOWN_ALGORITHM = 0x200001A9,  // 3425 a digest the provider does not have
-};
+#include "base/cstring.h"
 
 // Base64 (RFC 4648).  The decoder skips white space and fails on any other
 // character outside the alphabet or on a bad length.

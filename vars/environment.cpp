@@ -4,9 +4,12 @@
 // the reload after a settings broadcast.
 #include <cwchar>
 #include <cwctype>
-#include "console/output.h"
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "console/console.h"
 #include "vars/lists.h"
 #include "vars/regex.h"
 
@@ -270,7 +273,7 @@ void LoadKey(HKEY key, unsigned flags) {
 
 int EditKeyValue(HKEY key, const CString &name) {
     CString value;
-    if (!ReadValue(key, name, &value)) return BDError(87, name.c_str());
+    if (!ReadValue(key, name, &value)) return BDError(ERROR_INVALID_PARAMETER, name.c_str());
     if (int rc = EditValue(name + L"=", value)) return rc;
     return WriteValue(key, name, value);
 }

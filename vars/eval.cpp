@@ -5,12 +5,15 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
-#include "core/args.h"
-#include "core/bdx.h"
-#include <wincrypt.h>
-#include "core/format.h"
 #include "vars/eval.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "vars/evalnum.h"
+#include <wincrypt.h>
 
 namespace {
 

@@ -3,21 +3,7 @@
 // helpers that the function families share.
 #pragma once
 #include <vector>
-#include "core/cstring.h"
-
-// Evaluator error codes (message = language string code - 0x1FFFF448).
-enum : int {
-    ERROR_BD_EVAL_SYNTAX = 0x20000000,
-    ERROR_BD_EVAL_PARENS = 0x20000026,
-    ERROR_BD_EVAL_EMPTY = 0x20000027,
-    ERROR_BD_EVAL_OVERFLOW = 0x20000028,
-    ERROR_BD_EVAL_DIVIDE_BY_ZERO = 0x2000002A,
-    ERROR_BD_EVAL_ARRAY_INDEX = 0x20000053,
-    // A math function given an argument outside its domain (log of a
-    // negative number, asin of 2, a negative number to a fractional power).
-    ERROR_BD_EVAL_DOMAIN = 87,
-    ERROR_BD_EVAL_NO_MEMORY = 14,
-};
+#include "base/cstring.h"
 
 // Evaluates expr ("expression[=options]") and replaces it with the result
 // text.  Returns 0, or reports the failure with BDError and returns its

@@ -10,8 +10,8 @@
 // that a result that is exactly an integer (log2(8), acos(1)) comes out as
 // that integer.
 #include <cmath>
-#include "core/bdx.h"
-#include "vars/eval.h"
+#include "base/breaks.h"
+#include "base/errors.h"
 #include "vars/evalnum.h"
 
 namespace {
@@ -24,28 +24,18 @@ using WithU64 = void (*)(mpd_t *, const mpd_t *, uint64_t, const mpd_context_t *
 // Guard digits of the series and reductions above the result's precision.
 constexpr int64_t WORK_GUARD = 10;
 
+// One library function in the context c; an invalid operation is outside
+// the function's domain.
 Decimal Op(Binary f, const Decimal &a, const Decimal &b, const Ctx &c) {
-    Decimal r;
-    uint32_t status = 0;
-    f(r.p, a.p, b.p, &c, &status);
-    CheckStatus(status, ERROR_BD_EVAL_DOMAIN);
-    return r;
+    return Compute(c, [&](mpd_t *r, Ctx *ctx, uint32_t *s) { f(r, a.p, b.p, ctx, s); }, ERROR_BD_EVAL_DOMAIN);
 }
 
 Decimal Op(Unary f, const Decimal &a, const Ctx &c) {
-    Decimal r;
-    uint32_t status = 0;
-    f(r.p, a.p, &c, &status);
-    CheckStatus(status, ERROR_BD_EVAL_DOMAIN);
-    return r;
+    return Compute(c, [&](mpd_t *r, Ctx *ctx, uint32_t *s) { f(r, a.p, ctx, s); }, ERROR_BD_EVAL_DOMAIN);
 }
 
 Decimal Op(WithU64 f, const Decimal &a, uint64_t n, const Ctx &c) {
-    Decimal r;
-    uint32_t status = 0;
-    f(r.p, a.p, n, &c, &status);
-    CheckStatus(status, ERROR_BD_EVAL_DOMAIN);
-    return r;
+    return Compute(c, [&](mpd_t *r, Ctx *ctx, uint32_t *s) { f(r, a.p, n, ctx, s); }, ERROR_BD_EVAL_DOMAIN);
 }
 
 Decimal One() { return DecFromInt(1); }
@@ -305,11 +295,14 @@ void CheckPositive(const Decimal &x, const wchar_t *name) {
     if (DecIsZero(x) || DecIsNegative(x)) EvalFail(ERROR_BD_EVAL_DOMAIN, name);
 }
 
-Decimal Log10(const Decimal &x, int places) {
+// A logarithm of the library (ln, log10) of a positive x.
+Decimal Logarithm(Unary f, const wchar_t *name, const Decimal &x, int places) {
     MpdLock lock;
-    CheckPositive(x, L"log10");
-    return Op(mpd_qlog10, x, EvalContext(ResultPrecision(LogIntDigits(x), places)));
+    CheckPositive(x, name);
+    return Op(f, x, EvalContext(ResultPrecision(LogIntDigits(x), places)));
 }
+
+Decimal Log10(const Decimal &x, int places) { return Logarithm(mpd_qlog10, L"log10", x, places); }
 
 Decimal Sqrt(const Decimal &x, int places) {
     MpdLock lock;
@@ -401,11 +394,7 @@ EvalMathFunction FindMathFunction(const CString &name) {
 
 Decimal DecPi(int places) { return PiDigits(SmallResult(places)); }
 
-Decimal DecLog(const Decimal &x, int places) {
-    MpdLock lock;
-    CheckPositive(x, L"log");
-    return Op(mpd_qln, x, EvalContext(ResultPrecision(LogIntDigits(x), places)));
-}
+Decimal DecLog(const Decimal &x, int places) { return Logarithm(mpd_qln, L"log", x, places); }
 
 // log2 x = ln x / ln 2, rounded once so that powers of two give integers.
 Decimal DecLog2(const Decimal &x, int places) {

@@ -2,9 +2,8 @@
 // section, with exact arithmetic for + - * and working precision for the
 // rest.  Library status flags become the evaluator's error codes here.
 #include <cmath>
-#include "core/bdx.h"
-#include "vars/eval.h"
 #include "vars/evalnum.h"
+#include "base/errors.h"
 
 namespace {
 
@@ -125,32 +124,15 @@ int64_t ResultPrecision(int64_t intDigits, int places) {
 }
 
 Decimal DecCopy(const Decimal &a) {
-    MpdLock lock;
-    Decimal r;
-    uint32_t status = 0;
-    mpd_qcopy(r.p, a.p, &status);
-    CheckStatus(status);
-    return r;
+    return Compute(ExactContext(), [&](mpd_t *r, mpd_context_t *, uint32_t *s) { mpd_qcopy(r, a.p, s); });
 }
 
 Decimal DecFromInt(int64_t value) {
-    MpdLock lock;
-    Decimal r;
-    mpd_context_t ctx = ExactContext();
-    uint32_t status = 0;
-    mpd_qset_i64(r.p, value, &ctx, &status);
-    CheckStatus(status);
-    return r;
+    return Compute(ExactContext(), [&](mpd_t *r, mpd_context_t *c, uint32_t *s) { mpd_qset_i64(r, value, c, s); });
 }
 
 Decimal DecFromUnsigned(uint64_t value) {
-    MpdLock lock;
-    Decimal r;
-    mpd_context_t ctx = ExactContext();
-    uint32_t status = 0;
-    mpd_qset_u64(r.p, value, &ctx, &status);
-    CheckStatus(status);
-    return r;
+    return Compute(ExactContext(), [&](mpd_t *r, mpd_context_t *c, uint32_t *s) { mpd_qset_u64(r, value, c, s); });
 }
 
 Decimal DecFromText(const std::string &text) {
@@ -221,11 +203,8 @@ int DecCompare(const Decimal &a, const Decimal &b) {
 // The exact operations share one shape: run f in the exact context.
 template <typename F>
 static Decimal Exact(F f) {
-    MpdLock lock;
-    Decimal r;
-    mpd_context_t ctx = ExactContext();
     uint32_t status = 0;
-    f(r.p, &ctx, &status);
+    Decimal r = Compute(ExactContext(), f, ERROR_BD_EVAL_SYNTAX, &status);
     CheckExact(status);
     return r;
 }
@@ -283,14 +262,8 @@ Decimal DecShift(const Decimal &a, const Decimal &n, bool left) {
 Decimal DecDiv(const Decimal &a, const Decimal &b, int places) {
     if (DecIsZero(b)) EvalFail(ERROR_BD_EVAL_DIVIDE_BY_ZERO);
     if (DecIsZero(a)) return Decimal();
-    MpdLock lock;
     int64_t prec = ResultPrecision(DecAdjustedExponent(a) - DecAdjustedExponent(b) + 2, places);
-    Decimal r;
-    mpd_context_t ctx = EvalContext(prec);
-    uint32_t status = 0;
-    mpd_qdiv(r.p, a.p, b.p, &ctx, &status);
-    CheckStatus(status);
-    return r;
+    return Compute(EvalContext(prec), [&](mpd_t *r, mpd_context_t *c, uint32_t *s) { mpd_qdiv(r, a.p, b.p, c, s); });
 }
 
 // a ** b.  An integer power of an integer is exact (it has no more digits
@@ -310,12 +283,8 @@ Decimal DecPow(const Decimal &a, const Decimal &b, int places) {
     if (std::isnan(size)) size = 0;  // |a| = 1 and an enormous b
     if (size > (double)EVAL_MAX_DIGITS) EvalFail(ERROR_BD_EVAL_OVERFLOW);
     int64_t intDigits = size < 0 ? 0 : (int64_t)size + 2;
-    Decimal r;
-    mpd_context_t ctx = EvalContext(ResultPrecision(intDigits, places));
-    uint32_t status = 0;
-    mpd_qpow(r.p, a.p, b.p, &ctx, &status);
-    CheckStatus(status, ERROR_BD_EVAL_DOMAIN);
-    return r;
+    return Compute(EvalContext(ResultPrecision(intDigits, places)),
+                   [&](mpd_t *r, mpd_context_t *c, uint32_t *s) { mpd_qpow(r, a.p, b.p, c, s); }, ERROR_BD_EVAL_DOMAIN);
 }
 
 Decimal DecRound(const Decimal &a, int64_t prec, int rounding) {

@@ -13,7 +13,7 @@
 #include <cstdint>
 #include <string>
 #include <mpdecimal.h>
-#include "core/cstring.h"
+#include "base/errors.h"
 
 constexpr int64_t EVAL_MAX_DIGITS = 1000000;
 constexpr int EVAL_GUARD = 10;
@@ -51,7 +51,13 @@ public:
 mpd_context_t EvalContext(int64_t prec);
 // Fails with the evaluator's code for the error flags in status;
 // invalid is the code for an invalid operation.
-void CheckStatus(uint32_t status, int invalid = 0x20000000);
+void CheckStatus(uint32_t status, int invalid = ERROR_BD_EVAL_SYNTAX);
+// One operation of the library into a new value, under the lock:
+// f(result, context, status) runs in ctx, and its status is checked by
+// CheckStatus (invalid is the code of an invalid operation); *status, when
+// given, takes it for further checks.
+template <typename F>
+Decimal Compute(mpd_context_t ctx, F f, int invalid = ERROR_BD_EVAL_SYNTAX, uint32_t *status = nullptr);
 // Significant digits for a result with about intDigits digits before the
 // point and places correct after it; an overflow past EVAL_MAX_DIGITS.
 int64_t ResultPrecision(int64_t intDigits, int places);
@@ -115,6 +121,16 @@ EvalMathFunction FindMathFunction(const CString &name);
 Decimal DecPi(int places);
 Decimal DecLog(const Decimal &x, int places);
 Decimal DecLog2(const Decimal &x, int places);
+
+template <typename F> Decimal Compute(mpd_context_t ctx, F f, int invalid, uint32_t *status) {
+    MpdLock lock;
+    Decimal r;
+    uint32_t seen = 0;
+    f(r.p, &ctx, &seen);
+    CheckStatus(seen, invalid);
+    if (status) *status = seen;
+    return r;
+}
 
 // The tokenizer and parser (evalparse.cpp): the value of an expression
 // (without options), with places decimal places of working precision

@@ -1,10 +1,12 @@
 // The evaluator's tokenizer and recursive-descent parser.  Levels, from the
 // lowest precedence: & | ^ < > << >> (one level); + -; * / \ %; ** (left
 // associative); prefix + (absolute value), - and ~; primaries.
-#include "core/args.h"
-#include "core/bdx.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/locale.h"
 #include "vars/eval.h"
 #include "vars/evalnum.h"
+#include "vars/func_internal.h"
 
 namespace {
 

@@ -1,7 +1,3 @@
-// Alias and variable expansion entry points.  Command_S calls them at their
-// fixed steps; the expansion engines hook in here.
-#include "core/bdx.h"
-
 // VariableExpansion turns the "%" forms of a line into their values, in
 // place and left to right, over the line's first command only: what lies
 // behind the first separator, pipe or " && " is expanded when its own turn
@@ -11,11 +7,15 @@
 // The forms themselves are read in expand_forms.cpp (brackets, functions,
 // arrays) and expand_names.cpp (names, modifiers, the sources of values).
 #include <cwctype>
-#include "core/args.h"
-#include "core/cmdtable.h"
 #include "vars/expand.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/hooks.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "vars/expand_internal.h"
 #include "vars/functions.h"
+#include "vars/vars.h"
 
 namespace {
 
@@ -36,9 +36,8 @@ int ComputeLimit(Expansion &x) {
     if (first.EqualsNoCase(L"endlocal")) aIniFile.ParseFlags |= PF_NO_COMPOUND;
     x.group = false;
     if (x.line.At(0) == L'(' && !x.nested) {
-        BUILTIN *row = nullptr;
-        FindInternalCommand(x.line.c_str(), false, &row);
-        x.group = !row || (row->fFlags & CF_GROUP);
+        unsigned flags = 0;
+        x.group = aHooks.pfnFindCommand(x.line.c_str(), false, &flags, nullptr) < 0 || (flags & CF_GROUP);
     }
     int limit = ScanIndex(x.line.c_str(), nullptr, x.group ? L"`\"(" : L"`\"");
     aIniFile.ParseFlags = saved;
@@ -168,8 +167,8 @@ int InsertValue(Expansion &x, const Found &found, bool *done) {
         // A variable that made the command word may have made an alias, or
         // a command that expands its own arguments.
         if (int rc = ExpandAliases(x.line)) return rc;
-        BUILTIN *row = nullptr;
-        if (FindInternalCommand(x.line.c_str(), false, &row) >= 0 && !(row->fFlags & CF_EXPAND)) {
+        unsigned flags = 0;
+        if (aHooks.pfnFindCommand(x.line.c_str(), false, &flags, nullptr) >= 0 && !(flags & CF_EXPAND)) {
             *done = true;
             return 0;
         }

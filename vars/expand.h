@@ -1,8 +1,8 @@
 // Variable expansion: the entry points besides VariableExpansion (which
-// core/bdx.h declares for the core), and the stores that expansion reads
-// and other commands fill: FOR variables and GOSUB local parameters.
+// vars/vars.h offers to the other layers), and the stores that expansion
+// reads and other commands fill: FOR variables and GOSUB local parameters.
 #pragma once
-#include "core/bdx.h"
+#include "base/cstring.h"
 
 // The %= (escape character) and %+ (command separator) pass, when the
 // option ExpandPseudovariables is on.  0 or the error already reported.

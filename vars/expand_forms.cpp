@@ -3,8 +3,10 @@
 // %name[i,j].  Each takes its text out of the line at pos and yields the
 // value that goes in its place.
 #include <cwctype>
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/options.h"
 #include "vars/arrays.h"
 #include "vars/expand_internal.h"
 #include "vars/functions.h"

@@ -1,5 +1,6 @@
 // Inline arithmetic %((...)) and inline conditions %[[...]]: each form
 // reaches its engine through one function.
+#include "base/errors.h"
 #include "batch/batch.h"
 #include "vars/eval.h"
 #include "vars/expand_internal.h"

@@ -2,7 +2,7 @@
 // one call, what a form yields, and the functions that read each form.
 // Only the files of the expansion engine include this.
 #pragma once
-#include "core/bdx.h"
+#include "base/cstring.h"
 
 // One call of VariableExpansion.  Text left of pos is final; limit is the
 // end of the line's first command, found anew at the top of every pass.

@@ -4,8 +4,11 @@
 // the command counters and the pseudo-variables, in that order.
 #include <algorithm>
 #include <cwctype>
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "vars/expand.h"
 #include "vars/expand_internal.h"
 #include "vars/functions.h"

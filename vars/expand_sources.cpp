@@ -1,6 +1,9 @@
 // The stores that variable expansion reads: the process environment, the
 // arguments of the running batch file, FOR variables and GOSUB parameters.
 #include <algorithm>
+#include "base/errors.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "vars/expand.h"
 #include "vars/expand_internal.h"
 

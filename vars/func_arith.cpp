@@ -3,8 +3,10 @@
 // evaluator), @COMMA, @CONVERT, @FORMAT, @FORMATN, @FORMATNC, @PRIME,
 // @ISPRIME and @RANDOM.
 #include <climits>
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/locale.h"
 #include "vars/eval.h"
 #include "vars/evalnum.h"
 #include "vars/func_internal.h"

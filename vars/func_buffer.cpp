@@ -5,10 +5,12 @@
 // so a stale or made-up handle is refused rather than followed.
 #include <map>
 #include <mutex>
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
 #include "vars/eval.h"
 #include "vars/func_internal.h"
+#include "vars/functions.h"
 
 namespace {
 

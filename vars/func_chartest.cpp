@@ -3,6 +3,7 @@
 // for each character.  Letters, case, blanks, punctuation and control
 // characters follow the system's Unicode tables; digits and hexadecimal
 // digits are the ASCII ones, which is what a number is written with.
+#include "base/args.h"
 #include "vars/eval.h"
 #include "vars/func_internal.h"
 

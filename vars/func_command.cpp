@@ -2,12 +2,17 @@
 // @EXEC and @EXECSTR (a command run inside the expansion of another),
 // @ERRTEXT (the text of an error number), @IF, @OPTION, @VARTYPE, and the
 // clipboard's @CLIP and @CLIPW.
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/hooks.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "batch/batch.h"
-#include "core/instance.h"
-#include "vars/lists.h"
+#include "config/config.h"
 #include "vars/func_internal.h"
+#include "vars/functions.h"
+#include "vars/lists.h"
 
 namespace {
 
@@ -96,7 +101,7 @@ int CaptureOutput(const CString &command, std::vector<CString> *lines) {
         RunState state;
         GetTLS()->nOutputEncoding = 2;  // UTF-8: nothing the command prints is lost
         SetStdHandle(STD_OUTPUT_HANDLE, file.h);
-        Command_S(command, 0);
+        aHooks.pfnCommand(command, 0);
     }
     return ReadTextLines(file.name.c_str(), lines);
 }
@@ -137,7 +142,7 @@ int Func_Exec(FUNCCALL &call) {
         int result;
         {
             RunState state;
-            result = Command_S(command, 0);
+            result = aHooks.pfnCommand(command, 0);
         }
         return SetNumber(call.args, result);
     }

@@ -1,7 +1,8 @@
 // String tests and comparisons: @SIMILAR, @LCS, @WILD, @COMPARE, @EMAIL,
 // @NUMERIC, @DIGITS, and @ALTNAME, the short name of a file.
 #include <cwctype>
-#include "core/args.h"
+#include "base/args.h"
+#include "base/locale.h"
 #include "vars/func_internal.h"
 
 namespace {

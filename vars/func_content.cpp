@@ -2,18 +2,21 @@
 // @LTRIM, @RTRIM, @UPPER, @LOWER, @QUOTE, @UNQUOTE and @UNQUOTES.  Each one
 // resolves the escape characters of the text it returns, so that an escaped
 // character passes as itself.
-#include "core/args.h"
+#include "base/args.h"
 #include "vars/func_internal.h"
 
 namespace {
 
 bool IsBlank(wchar_t c) { return c == L' ' || c == L'\t'; }
 
-// A character list: it may be quoted, and escapes work inside it.
-CString CharacterList(const CString &text) {
-    CString list = WithoutEnclosingQuotes(text);
-    UnEscapeLine(list);
-    return list;
+// "chars,string": the character list (it may be quoted, and escapes work
+// inside it) and the text, unescaped.  False without the comma.
+bool ReadCharsAndText(const CString &args, CString *chars, CString *text) {
+    if (!SplitAtComma(args, chars, text)) return false;
+    *chars = WithoutEnclosingQuotes(*chars);
+    UnEscapeLine(*chars);
+    UnEscapeLine(*text);
+    return true;
 }
 
 }  // namespace
@@ -42,9 +45,7 @@ int Func_Replace(FUNCCALL &call) {
 // keeps only them.
 int Func_Strip(FUNCCALL &call) {
     CString chars, text;
-    if (!SplitAtComma(call.args, &chars, &text)) return ERROR_INVALID_PARAMETER;
-    chars = CharacterList(chars);
-    UnEscapeLine(text);
+    if (!ReadCharsAndText(call.args, &chars, &text)) return ERROR_INVALID_PARAMETER;
     bool keep = call.nCase == FC_filter;
     CString out;
     for (wchar_t c : text)
@@ -92,9 +93,7 @@ int Func_Trim(FUNCCALL &call) {
 // left or the right end.
 int Func_TrimChars(FUNCCALL &call) {
     CString chars, text;
-    if (!SplitAtComma(call.args, &chars, &text)) return ERROR_INVALID_PARAMETER;
-    chars = CharacterList(chars);
-    UnEscapeLine(text);
+    if (!ReadCharsAndText(call.args, &chars, &text)) return ERROR_INVALID_PARAMETER;
     if (chars.empty()) {
         call.args = text;
         return 0;

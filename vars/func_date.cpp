@@ -5,8 +5,9 @@
 // and written by the file engine's date code, so that a date that a range
 // takes is a date that these functions take.
 #include <cwchar>
-#include "core/args.h"
-#include "core/format.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/locale.h"
 #include "files/dates.h"
 #include "files/paths.h"
 #include "system/system.h"
@@ -67,7 +68,7 @@ SYSTEMTIME AsSystemTime(const DateValue &d) {
     return t;
 }
 
-int SetText(CString &args, const CString &text) {
+int SetTextValue(CString &args, const CString &text) {
     args = text;
     return 0;
 }
@@ -177,11 +178,11 @@ int Func_DatePart(FUNCCALL &call) {
     case FC_month: return SetNumber(call.args, d.month);
     case FC_year: return SetNumber(call.args, d.year);
     case FC_doy: return SetNumber(call.args, DayOfYear(d.year, d.month, d.day));
-    case FC_dow: return SetText(call.args, CString(DayName(t.wDayOfWeek)).Left(3));
-    case FC_dowf: return SetText(call.args, DayName(t.wDayOfWeek));
+    case FC_dow: return SetTextValue(call.args, CString(DayName(t.wDayOfWeek)).Left(3));
+    case FC_dowf: return SetTextValue(call.args, DayName(t.wDayOfWeek));
     case FC_dowi: return SetNumber(call.args, t.wDayOfWeek + 1);
-    case FC_idow: return SetText(call.args, LocaleDateText(t, L"ddd"));
-    case FC_idowf: return SetText(call.args, LocaleDateText(t, L"dddd"));
+    case FC_idow: return SetTextValue(call.args, LocaleDateText(t, L"ddd"));
+    case FC_idowf: return SetTextValue(call.args, LocaleDateText(t, L"dddd"));
     case FC_isodowi: return SetNumber(call.args, t.wDayOfWeek ? t.wDayOfWeek : 7);
     case FC_isoweek: return SetNumber(call.args, week);
     case FC_isowyear: return SetNumber(call.args, weekYear);
@@ -197,7 +198,7 @@ int Func_MakeDate(FUNCCALL &call) {
     if (!ReadInt(daysText, &days)) return ERROR_INVALID_PARAMETER;
     if (!ReadFormat(formatText, &format)) return ERROR_INVALID_PARAMETER;
     if (int rc = DateFromDays(days, &y, &m, &d)) return rc;
-    return SetText(call.args, FormatDate(format, y, m, d));
+    return SetTextValue(call.args, FormatDate(format, y, m, d));
 }
 
 // @DATECONV[date[,from[,to]]]: a date read in one format and written in
@@ -209,7 +210,7 @@ int Func_DateConv(FUNCCALL &call) {
     if (!ReadFormat(fromText, &from) || !ReadFormat(toText, &to)) return ERROR_INVALID_PARAMETER;
     DateValue d;
     if (int rc = ReadDate(dateText, from, &d)) return rc;
-    return SetText(call.args, FormatDate(to, d.year, d.month, d.day));
+    return SetTextValue(call.args, FormatDate(to, d.year, d.month, d.day));
 }
 
 // @DATEFMT[[date[ time]],picture]: a date (empty: now) through a picture of
@@ -229,7 +230,7 @@ int Func_DateFmt(FUNCCALL &call) {
         if (blank != CString::npos)
             if (int rc = ReadClock(when.Mid(blank + 1), &t)) return rc;
     }
-    return SetText(call.args, FormatPicture(picture.c_str(), t));
+    return SetTextValue(call.args, FormatPicture(picture.c_str(), t));
 }
 
 // @AGEDATE[age[,format]]: an age (a 64-bit file time) as "date,hh:mm:ss.mmm";
@@ -245,7 +246,7 @@ int Func_AgeDate(FUNCCALL &call) {
     if (!ReadFormat(formatText, &format)) return ERROR_INVALID_PARAMETER;
     SYSTEMTIME t;
     if (!FileTimeToDate(age, true, &t)) return ERROR_INVALID_PARAMETER;
-    return SetText(call.args, FormatDate(format, t) + L"," + ClockText(t, true, true));
+    return SetTextValue(call.args, FormatDate(format, t) + L"," + ClockText(t, true, true));
 }
 
 // @MAKEAGE[date[,time]]: the age of a date and time of day (the inverse of
@@ -292,11 +293,11 @@ int Func_FileDate(FUNCCALL &call) {
     if (call.nCase == FC_filetime) {
         wchar_t o = ToLowerChar(option.At(0));
         if (!option.empty() && o != L's' && o != L'm') return ERROR_INVALID_PARAMETER;
-        return SetText(call.args, ClockText(t, o == L's', o == L'm'));
+        return SetTextValue(call.args, ClockText(t, o == L's', o == L'm'));
     }
     int format = 0;
     if (!ReadFormat(option, &format)) return ERROR_INVALID_PARAMETER;
-    return SetText(call.args, FormatDate(format, t));
+    return SetTextValue(call.args, FormatDate(format, t));
 }
 
 // @TIME[[hh:mm[:ss][ a|p]]]: seconds since midnight (no text: now).
@@ -323,7 +324,7 @@ int Func_MakeTime(FUNCCALL &call) {
     if (text.empty() || *end || seconds < 0) return ERROR_INVALID_PARAMETER;
     wchar_t sep = QueryTimeSeparator().At(0);
     if (!sep) sep = L':';
-    return SetText(call.args, FormatStr(L"%02I64d%c%02I64d%c%02I64d", seconds / 3600, sep, seconds / 60 % 60, sep,
+    return SetTextValue(call.args, FormatStr(L"%02I64d%c%02I64d%c%02I64d", seconds / 3600, sep, seconds / 60 % 60, sep,
                                         seconds % 60));
 }
 
@@ -340,9 +341,9 @@ int Func_GetDate(FUNCCALL &call) {
     t.wHour = now.wHour, t.wMinute = now.wMinute, t.wSecond = now.wSecond;
     bool withTime = call.nCase == FC_getdatetime;
     int rc = AskDate(withTime ? L"Date and time" : L"Date", &t, withTime, 0);
-    if (rc == 1) return SetText(call.args, CString());
+    if (rc == 1) return SetTextValue(call.args, CString());
     if (rc) return -2;
-    return SetText(call.args, FormatDate(format, t) + (withTime ? L" " + ClockText(t, true, false) : CString()));
+    return SetTextValue(call.args, FormatDate(format, t) + (withTime ? L" " + ClockText(t, true, false) : CString()));
 }
 
 // @TIMER[n[,ms|us|ns]]: stopwatch n of TIMER: the time on it as TIMER shows
@@ -355,7 +356,7 @@ int Func_Timer(FUNCCALL &call) {
     if (!ReadInt(number, &n) || n < 1 || n > kTimers) return ERROR_INVALID_PARAMETER;
     long long ms = QueryTimerElapsed(n);
     if (ms < 0) return BDError(ERROR_BD_TIMER_OFF, FormatStr(L"%d", n).c_str()), -2;
-    if (unit.empty()) return SetText(call.args, FormatElapsed(ms));
+    if (unit.empty()) return SetTextValue(call.args, FormatElapsed(ms));
     if (unit.EqualsNoCase(L"ms")) return SetNumber(call.args, ms);
     if (unit.EqualsNoCase(L"us")) return SetNumber(call.args, ms * 1000);
     if (unit.EqualsNoCase(L"ns")) return SetNumber(call.args, ms * 1000000);

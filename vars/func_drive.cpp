@@ -3,13 +3,13 @@
 // (@DRIVETYPE, @DRIVETYPEEX, @CDROM, @REMOTE, @REMOVABLE, @USB, @READY),
 // the current directory of a drive (@CWD, @CWDS), and the drive of a name
 // (@DRIVE) and device names (@DEVICE).
-#include "vars/func_internal.h"
-#include <winioctl.h>
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/format.h"
 #include "files/paths.h"
 #include "files/search.h"
+#include "vars/func_internal.h"
 #include "vars/internals.h"
+#include <winioctl.h>
 
 namespace {
 

@@ -14,10 +14,13 @@
 // else in UTF-8.
 #include <map>
 #include <mutex>
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/breaks.h"
+#include "base/errors.h"
+#include "base/format.h"
 #include "vars/coding.h"
 #include "vars/func_internal.h"
+#include "vars/functions.h"
 
 namespace {
 

@@ -4,18 +4,20 @@
 // what it is called in its description (@OWNER, @DESCRIPT), the shell's
 // special folders (@SHFOLDER) and the dialogs that pick a file or a
 // folder (@GETFILE, @GETFOLDER).
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/state.h"
+#include "files/descript.h"
+#include "files/files.h"
+#include "files/paths.h"
+#include "files/ranges.h"
+#include "files/search.h"
 #include "vars/func_internal.h"
 #include <commdlg.h>
 #include <propsys.h>
 #include <shlobj.h>
 #include <shlwapi.h>
-#include "core/args.h"
-#include "core/format.h"
-#include "files/descript.h"
-#include "core/launch.h"
-#include "files/paths.h"
-#include "files/ranges.h"
-#include "files/search.h"
 
 namespace {
 

@@ -3,14 +3,13 @@
 // @WINPATH, @WSLPATH), the search along a path (@SEARCH), new names
 // (@UNIQUE), and the functions that walk a directory: @FILES, @FOLDERS,
 // @FILESIZE, @EXPAND and the @FINDFIRST, @FINDNEXT, @FINDCLOSE search.
-#include "vars/func_internal.h"
-#include <winnetwk.h>
-#include "core/args.h"
-#include "core/format.h"
-#include "core/launch.h"
+#include "base/args.h"
+#include "files/files.h"
 #include "files/paths.h"
 #include "files/search.h"
 #include "vars/expand_internal.h"
+#include "vars/func_internal.h"
+#include <winnetwk.h>
 
 namespace {
 

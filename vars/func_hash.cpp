@@ -2,10 +2,12 @@
 // @CKSUM over a file, a string or a buffer; @B64..., @HEX..., @HTML...,
 // @URL..., @UTF8..., @UU... and @Y...ENCODE/DECODE over a string or from
 // one file to another; and @UUID.
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
 #include "vars/coding.h"
 #include "vars/func_internal.h"
+#include "vars/functions.h"
 
 namespace {
 

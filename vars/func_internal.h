@@ -2,7 +2,10 @@
 // case numbers generated from functions.def, the handlers, and the argument
 // helpers that every family uses in the same way.
 #pragma once
-#include "vars/functions.h"
+#include <vector>
+#include "base/cstring.h"
+#include "base/options.h"
+#include "base/platform.h"
 
 // The families of the function table.
 enum FunctionFamily : int {
@@ -72,12 +75,6 @@ std::vector<CString> SplitArguments(const CString &args);
 // blanks around it aside.
 bool ReadWholeNumber(const CString &text, long long *value);
 
-// Program error codes of the function families (string = code - 0x1FFFF448).
-enum : int {
-    ERROR_BD_RESULT_TOO_LONG = 0x200001E0,    // 3480 the value would be too long
-    ERROR_BD_NO_SUCH_DEVICE = 0x200001E1,     // 3481 this machine has no such device
-    ERROR_BD_BAD_ENCODING = 0x200001E2,       // 3482 the text is not valid in that coding
-};
 // The longest value a function builds (characters); a longer one is
 // refused with ERROR_BD_RESULT_TOO_LONG rather than exhausting memory.
 constexpr size_t kMaxFunctionValue = 0x100000;
@@ -105,7 +102,3 @@ CString FullPathOf(const CString &name);
 // The system handle of a file that @FILEOPEN opened, by its number; 0 or
 // ERROR_INVALID_HANDLE.
 int QueryOpenFile(long long number, HANDLE *h);
-
-// Lists of the named-list engine that the command family reads.
-const wchar_t *GetAlias(const wchar_t *name, bool *isLocal);
-const wchar_t *GetFunction(const wchar_t *name, bool *isLocal);

@@ -14,8 +14,9 @@
 #include <icmpapi.h>
 #include <windns.h>
 #include <lm.h>
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
 #include "vars/func_internal.h"
 
 namespace {

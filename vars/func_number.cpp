@@ -1,5 +1,6 @@
 // Arithmetic functions that hand their text to the expression evaluator.
-#include "core/format.h"
+#include "base/format.h"
+#include "base/locale.h"
 #include "vars/eval.h"
 #include "vars/func_internal.h"
 

@@ -4,7 +4,9 @@
 // escape characters of the text have been resolved.
 #include <algorithm>
 #include <climits>
-#include "core/format.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
 #include "vars/func_internal.h"
 
 namespace {

@@ -7,10 +7,11 @@
 #include "vars/func_internal.h"
 #include <winternl.h>
 #include <wbemidl.h>
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/format.h"
 #include "system/system.h"
 #include "vars/lists.h"
+#include "vars/functions.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 // @REREPLACE.  The expression stays as written (its "^" and "\" belong to
 // it); the text is unescaped as every function's text is.
 #include <cwchar>
-#include "core/args.h"
+#include "base/args.h"
 #include "vars/func_internal.h"
 #include "vars/regex.h"
 

@@ -6,10 +6,12 @@
 // HKCC or HKPD (or its long name), the last part names the value, and a
 // path that ends in "\" names the key's default value.  A name with "_64"
 // or "_32" behind it works in the 64-bit or 32-bit view.
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
 #include "vars/coding.h"
 #include "vars/func_internal.h"
+#include "vars/functions.h"
 #include "vars/lists.h"
 
 namespace {

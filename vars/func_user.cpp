@@ -3,9 +3,11 @@
 // text holds (%var%, %@func[...]) is left for the rescan by variable
 // expansion, which the result code FUNC_USER_RESULT asks for.
 #include <cwctype>
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/format.h"
+#include "base/options.h"
 #include "vars/func_internal.h"
+#include "vars/functions.h"
 
 namespace {
 

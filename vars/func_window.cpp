@@ -7,10 +7,11 @@
 // A window is named by its title, with * and ? (case ignored) or a "::"
 // regular expression, or by its handle as a number.  Positions and sizes
 // are in pixels, row first, as screen positions are everywhere else.
-#include "console/colors.h"
+#include "base/args.h"
+#include "base/colors.h"
+#include "base/errors.h"
+#include "base/format.h"
 #include "console/screen.h"
-#include "core/args.h"
-#include "core/format.h"
 #include "system/system.h"
 #include "vars/func_internal.h"
 

@@ -5,8 +5,8 @@
 // field.  Inside words, an escaped character and a double-quoted stretch
 // never split.
 #include <cwctype>
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/format.h"
 #include "vars/func_internal.h"
 
 namespace {

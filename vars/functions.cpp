@@ -4,11 +4,14 @@
 // a row's position is its case number, and the jump to its handler is a
 // switch on that number.
 #include <new>
-#include "core/args.h"
-#include "core/nametable.h"
-#include "core/format.h"
-#include "files/paths.h"
+#include "vars/functions.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/nametable.h"
+#include "base/state.h"
 #include "vars/func_internal.h"
+#include "vars/lists.h"
 
 namespace {
 
@@ -65,8 +68,7 @@ int RunCase(FUNCCALL &call) {
 CString DriveOf(const CString &firstArg) {
     if (firstArg.StartsWith(L"\\\\") || firstArg.StartsWith(L"\"\\\\")) return firstArg;
     if (firstArg.At(1) == L':') return firstArg.Left(2);
-    CString dir;
-    QueryCurrentDirectory(nullptr, &dir);
+    CString dir = CurrentDirectory();
     return FormatStr(L"%c:", dir.At(0) ? dir[0] : L'C');
 }
 
@@ -97,17 +99,7 @@ int RunBuiltin(CString &name, CString &args, const CString &bare) {
 
 }  // namespace
 
-int FindFunctionCase(const wchar_t *name) {
-    int low = 0, high = nFunctions - 1;
-    while (low <= high) {
-        int probe = (low + high) / 2;
-        int c = StrICmp(name, aFunctions[probe].pszName);
-        if (c == 0) return probe;
-        if (c < 0) high = probe - 1;
-        else low = probe + 1;
-    }
-    return -1;
-}
+int FindFunctionCase(const wchar_t *name) { return FindSortedName(aFunctions, nFunctions, name); }
 
 const wchar_t *QueryFunctionName(int index) {
     return index >= 0 && index < nFunctions ? aFunctions[index].pszName : nullptr;

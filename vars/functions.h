@@ -1,7 +1,7 @@
 // Variable functions (%@name[...]), internal variables (%_name) and the
 // command counters: the entry points that variable expansion calls.
 #pragma once
-#include "core/bdx.h"
+#include "base/cstring.h"
 
 // Results of VariableFunction besides 0 (success, scan the value again),
 // -2 (failure already reported), 1 (unknown function), 87 (bad arguments)

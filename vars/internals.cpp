@@ -2,9 +2,10 @@
 // are sorted lists of lower-case names searched without case; a variable's
 // index is its case number in the switch of its family's file.
 #include "vars/internals.h"
-#include "core/args.h"
-#include "core/format.h"
-#include "core/nametable.h"
+#include "base/args.h"
+#include "base/format.h"
+#include "base/nametable.h"
+#include "base/state.h"
 #include "vars/functions.h"
 
 const INTERNALROW aInternalVariables[] = {
@@ -42,26 +43,6 @@ static_assert(IsSortedNames(kVariableNames) && IsAllLower(kVariableNames), "inte
 static_assert(sizeof(kCounterNames) / sizeof(kCounterNames[0]) == 83, "the counter table has 83 rows");
 static_assert(IsSortedNames(kCounterNames) && IsAllLower(kCounterNames), "command counters must be lower case and sorted");
 
-int CompareNameNoCase(const wchar_t *a, const wchar_t *b) {
-    for (;; a++, b++) {
-        wchar_t x = ToLowerChar(*a), y = ToLowerChar(*b);
-        if (x != y) return x < y ? -1 : 1;
-        if (!x) return 0;
-    }
-}
-
-template <typename Row> int SearchTable(const Row *rows, int count, const wchar_t *name) {
-    int low = 0, high = count - 1;
-    while (low <= high) {
-        int probe = (low + high) / 2;
-        int c = CompareNameNoCase(name, rows[probe].pszName);
-        if (c == 0) return probe;
-        if (c < 0) high = probe - 1;
-        else low = probe + 1;
-    }
-    return -1;
-}
-
 bool FamilyValue(int index, CString &value) {
     switch (aInternalVariables[index].nFamily) {
     case IVF_TIME: return TimeVariable(index, value);
@@ -77,9 +58,9 @@ bool FamilyValue(int index, CString &value) {
 
 }  // namespace
 
-int FindInternalVariable(const wchar_t *name) { return SearchTable(aInternalVariables, IV_COUNT, name); }
+int FindInternalVariable(const wchar_t *name) { return FindSortedName(aInternalVariables, IV_COUNT, name); }
 
-int FindCommandCounter(const wchar_t *name) { return SearchTable(aCounterVariables, CTR_COUNT, name); }
+int FindCommandCounter(const wchar_t *name) { return FindSortedName(aCounterVariables, CTR_COUNT, name); }
 
 bool SetInt(CString &value, long long n) {
     value = FormatStr(L"%lld", n);

@@ -1,7 +1,8 @@
 // The tables behind %_name: the internal variables and the command
 // counters, and the family routines that compute a variable's value.
 #pragma once
-#include "core/bdx.h"
+#include "base/cstring.h"
+#include "base/platform.h"
 
 // Which routine computes a variable: each family lives in its own file.
 enum InternalFamily {

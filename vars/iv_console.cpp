@@ -1,7 +1,8 @@
 // Internal variables of the console and the desktop: cursor and window
 // size, colours, cursor shapes, key states, screen and mouse, titles.
+#include "base/options.h"
+#include "base/state.h"
 #include "vars/internals.h"
-#include "core/format.h"
 
 namespace {
 

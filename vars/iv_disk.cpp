@@ -1,16 +1,11 @@
 // Internal variables of directories and drives: the current directory in
 // four forms, the drive lists by type, and the serial ports.
+#include "base/format.h"
+#include "base/state.h"
 #include "vars/internals.h"
 #include <winioctl.h>
-#include "core/format.h"
 
 namespace {
-
-CString CurrentDirectory() {
-    CString dir;
-    if (!SetSized(dir, [](wchar_t *b, DWORD n) { return GetCurrentDirectoryW(n, b); })) return CString();
-    return dir;
-}
 
 CString WithBackslash(CString dir) {
     if (dir.empty() || dir.back() != L'\\') dir += L'\\';

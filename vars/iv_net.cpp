@@ -1,8 +1,8 @@
 // Internal variables of the IP configuration, from the IP helper library,
 // loaded on first use so that the shell does not depend on it at start.
 #include <iphlpapi.h>
+#include <vector>
 #include "vars/internals.h"
-#include "core/format.h"
 
 namespace {
 

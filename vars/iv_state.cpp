@@ -1,9 +1,11 @@
 // Internal variables of the shell's own state: results, batch frames,
 // echo and editing state, versions, logs and the processes around us.
+#include "base/format.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "vars/internals.h"
 #include <tlhelp32.h>
-#include "core/format.h"
-#include "core/instance.h"
 
 namespace {
 

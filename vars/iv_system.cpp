@@ -1,9 +1,12 @@
 // Internal variables of Windows, the machine and the user: version and
 // build, directories, names, power, processor, elevation, virtual machine.
 #include <cpuid.h>
-#include "vars/internals.h"
-#include "core/format.h"
+#include "base/format.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "files/dates.h"
 #include "vars/functions.h"
+#include "vars/internals.h"
 
 static OSVERSIONINFOW WindowsVersion();
 
@@ -55,8 +58,6 @@ int ProcessorType() {
     if (!__get_cpuid(1, &a, &b, &c, &d)) return type;
     return (a & 0xF00) < 0x501 ? 586 : 686;
 }
-
-unsigned long long FileTimeValue(const FILETIME &t) { return ((unsigned long long)t.dwHighDateTime << 32) | t.dwLowDateTime; }
 
 // Busy share of all processors over a tenth of a second.
 bool CpuUsage(CString &value) {

@@ -1,8 +1,9 @@
 // Internal variables of dates, times and the time zone.  Every value is
 // read from the clock at the moment of use.
-#include "vars/internals.h"
-#include "core/format.h"
+#include "base/errors.h"
+#include "base/format.h"
 #include "files/dates.h"
+#include "vars/internals.h"
 
 namespace {
 

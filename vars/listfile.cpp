@@ -1,16 +1,18 @@
 // Input and output of the list commands: /R and /Z reading of definition
 // files, editing a value at the console (ESET), and the paged listing.
 #include <cwchar>
-#include "console/output.h"
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/breaks.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "console/console.h"
 #include "vars/lists.h"
 
 namespace {
 
-// GetNextLine's encoding flags.
-constexpr int kReadUTF16 = 0x10000, kReadUTF8 = 0x20000;
-constexpr int kMaxLine = 0xFFFF;
 constexpr wchar_t kConsoleName[] = L"CON";
 
 // A UTF-8 text without a byte order mark: every byte above 0x7F in a
@@ -39,13 +41,13 @@ int DetectFileEncoding(HANDLE h) {
     LARGE_INTEGER to{};
     int flags = 0;
     if (n >= 2 && buffer[0] == 0xFF && buffer[1] == 0xFE) {
-        flags = kReadUTF16, to.QuadPart = 2;
+        flags = GNL_UTF16, to.QuadPart = 2;
     } else if (n >= 3 && buffer[0] == 0xEF && buffer[1] == 0xBB && buffer[2] == 0xBF) {
-        flags = kReadUTF8, to.QuadPart = 3;
+        flags = GNL_UTF8, to.QuadPart = 3;
     } else if (n >= 4 && n % 2 == 0 && buffer[0] && !buffer[1] && buffer[2] && !buffer[3]) {
-        flags = kReadUTF16;
+        flags = GNL_UTF16;
     } else if (aIniFile.UTF8 && LooksLikeUTF8(buffer, n)) {
-        flags = kReadUTF8;
+        flags = GNL_UTF8;
     }
     SetFilePointerEx(h, to, nullptr, FILE_BEGIN);
     return flags;
@@ -55,12 +57,12 @@ int DetectFileEncoding(HANDLE h) {
 // comments and empty lines skipped.  False at the end of the file.
 bool NextDefinition(HANDLE h, int flags, CString &line) {
     for (;;) {
-        if (!GetNextLine(h, line, flags, nullptr, kMaxLine)) return false;
+        if (!GetNextLine(h, line, flags, nullptr, MAX_LINE_CHARS)) return false;
         line.TrimLeft();
         while (!line.empty() && line.back() == EscapeCharValue()) {
             line.pop_back();
             CString next;
-            if (!GetNextLine(h, next, flags, nullptr, kMaxLine)) break;
+            if (!GetNextLine(h, next, flags, nullptr, MAX_LINE_CHARS)) break;
             next.TrimLeft();
             line += next;
         }
@@ -95,7 +97,7 @@ int TakeDefinition(CString &line, wchar_t **list, unsigned flags, unsigned regFl
 // the "=".
 void AppendRawLines(HANDLE h, int flags, CString &body) {
     CString line;
-    while (GetNextLine(h, line, flags, nullptr, kMaxLine)) {
+    while (GetNextLine(h, line, flags, nullptr, MAX_LINE_CHARS)) {
         if (line.empty()) continue;
         size_t cut = line.find_first_of(L" \t=");
         if (cut != CString::npos) line[cut] = L'=';
@@ -153,6 +155,16 @@ int ReadListFiles(CString &names, wchar_t **list, int kind, unsigned flags, unsi
 
 namespace {
 
+// The virtual key of a typed character where it has one of its own: the
+// letters, the digits and the blank.  The line reader goes by the
+// character; asking the keyboard layout instead would load it here, and
+// under Wine keys typed while it loads can be lost.
+WORD CharacterKey(wchar_t c) {
+    if ((c >= L'0' && c <= L'9') || (c >= L'A' && c <= L'Z') || c == L' ') return (WORD)c;
+    if (c >= L'a' && c <= L'z') return (WORD)(c - L'a' + L'A');
+    return 0;
+}
+
 // Put text into the console's input as typed keys, so that the line
 // reader starts with it and the user can change it.
 void TypeAhead(HANDLE in, const CString &text) {
@@ -163,8 +175,7 @@ void TypeAhead(HANDLE in, const CString &text) {
         down.Event.KeyEvent.bKeyDown = TRUE;
         down.Event.KeyEvent.wRepeatCount = 1;
         down.Event.KeyEvent.uChar.UnicodeChar = c;
-        SHORT scan = VkKeyScanW(c);
-        down.Event.KeyEvent.wVirtualKeyCode = scan == -1 ? 0 : (WORD)(scan & 0xFF);
+        down.Event.KeyEvent.wVirtualKeyCode = CharacterKey(c);
         INPUT_RECORD up = down;
         up.Event.KeyEvent.bKeyDown = FALSE;
         keys.push_back(down);
@@ -182,7 +193,7 @@ int ScreenRows() {
 
 // Wait for a key after a page; false for Esc.
 bool WaitForPageKey() {
-    Printf(L"%s", LoadLanguageString(3328).c_str());
+    Printf(L"%s", LoadLanguageString(IDS_PAGE_PAUSE).c_str());
     HANDLE in = StdIn();
     bool go = true;
     for (;;) {
@@ -209,7 +220,7 @@ int EditValue(const CString &prompt, CString &text) {
     QPuts(prompt.c_str());
     TypeAhead(in, text);
     CString line;
-    if (!egets(line, kMaxLine, 0, nullptr)) return 0;  // Ctrl+Z: keep the value
+    if (!egets(line, MAX_LINE_CHARS, 0, nullptr)) return 0;  // Ctrl+Z: keep the value
     text = line;
     return 0;
 }

@@ -2,9 +2,13 @@
 // blocks in virtual memory, the shared mappings of the user's shells and
 // the semaphore that serialises every writer.
 #include "vars/lists.h"
+#include "base/args.h"
+#include "base/breaks.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
 #include <cwchar>
-#include "core/args.h"
-#include "core/format.h"
 
 NAMEDLIST aNamedLists[2] = {};
 
@@ -222,8 +226,6 @@ wchar_t **DefaultList(int kind) {
     if (lists.pGlobal) return &lists.pGlobal;
     return nullptr;
 }
-
-int SetEnvironmentEntry(const wchar_t *entry, const wchar_t *type);
 
 int AddVariableToList(const wchar_t *entry, wchar_t **list, const wchar_t *type) {
     if (list == ARRAY_ELEMENT_LIST) return BDError(ERROR_BD_NO_ARRAYS, entry);

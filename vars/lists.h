@@ -3,25 +3,8 @@
 // or both), the environment path, read-only names and variable types, and
 // the pieces that SET, ALIAS, FUNCTION and their UN... twins share.
 #pragma once
-#include "core/bdx.h"
-
-// Program error codes of the list commands.
-enum : int {
-    ERROR_BD_BAD_ENTRY = 0x20000000,
-    ERROR_BD_NOT_ALIAS = 0x2000000D,
-    ERROR_BD_NO_ALIAS_LIST = 0x2000000E,
-    ERROR_BD_ALIAS_LOOP = 0x2000000F,
-    ERROR_BD_ALIAS_LIST_FULL = 0x20000019,
-    ERROR_BD_NOT_IN_ENVIRONMENT = 0x2000001A,
-    ERROR_BD_NO_FUNCTION_LIST = 0x20000031,
-    ERROR_BD_NOT_FUNCTION = 0x20000032,
-    ERROR_BD_FUNCTION_LIST_FULL = 0x20000045,
-    ERROR_BD_NEEDS_CONSOLE = 0x20000112,
-    ERROR_BD_TYPE_MISMATCH = 0x20000113,
-    ERROR_BD_UNKNOWN_TYPE = 0x20000114,
-    ERROR_BD_NO_ARRAYS = 0x20000115,
-    ERROR_BD_TYPE_TABLE_FULL = 0x20000116,
-};
+#include "base/cstring.h"
+#include "base/platform.h"
 
 // The two lists that exist in a private and a shared form.
 enum : int { LIST_ALIASES = 0, LIST_FUNCTIONS = 1 };
@@ -62,6 +45,9 @@ wchar_t **DefaultList(int kind);
 // of a list pointer (a private list may be moved when it grows).
 int AddVariableToList(const wchar_t *entry, wchar_t **list, const wchar_t *type = nullptr);
 BD_EXPORT int SetEVariable(const wchar_t *entry);
+// The environment path of AddVariableToList (environment.cpp): type checks,
+// read-only names and the process environment.
+int SetEnvironmentEntry(const wchar_t *entry, const wchar_t *type);
 int QueryEnvironmentVariable(const wchar_t *name);
 
 // Start-up (and after a change of the list options).

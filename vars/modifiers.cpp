@@ -1,9 +1,10 @@
 // The %~ modifiers of FOR variables and batch arguments: the parts of a
 // file name (drive, path, name, extension, full name, short name), its
 // attributes, time stamp and size, and the %~$NAME:x search along a path.
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/format.h"
 #include "vars/expand_internal.h"
+#include "vars/vars.h"
 
 namespace {
 

@@ -3,8 +3,12 @@
 // source; and the %= and %+ pass, which stands for the escape character
 // and the command separator.
 #include <random>
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "vars/expand.h"
 #include "vars/expand_internal.h"
 
@@ -53,13 +57,9 @@ bool CurrentDate(CString *value) {
     return true;
 }
 
-bool CurrentDirectory(CString *value) {
-    DWORD n = GetCurrentDirectoryW(0, nullptr);
-    if (!n) return false;
-    value->resize(n);
-    n = GetCurrentDirectoryW(n, value->data());
-    value->resize(n);
-    return n != 0;
+bool DirectoryValue(CString *value) {
+    *value = CurrentDirectory();
+    return !value->empty();
 }
 
 // Looked up at run time: older systems lack the call.
@@ -83,7 +83,7 @@ struct PseudoVariable {
 const PseudoVariable aPseudoVariables[] = {
     {L"ERRORLEVEL", ErrorLevel},       {L"CMDCMDLINE", CommandLine}, {L"CMDEXTVERSION", ExtensionVersion},
     {L"RANDOM", RandomNumber},         {L"TIME", CurrentTime},       {L"DATE", CurrentDate},
-    {L"CD", CurrentDirectory},         {L"HIGHESTNUMANODENUMBER", HighestNumaNode},
+    {L"CD", DirectoryValue},           {L"HIGHESTNUMANODENUMBER", HighestNumaNode},
 };
 
 }  // namespace

@@ -1,10 +1,11 @@
 // Matching with Oniguruma: the syntax of the RegularExpressions option, the
 // three encodings of a subject, and the search-and-replace routines.
 #include "vars/regex.h"
-#include <cwchar>
-#include "core/bdx.h"
-#include "core/format.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/options.h"
 #include "files/paths.h"
+#include <cwchar>
 
 namespace {
 
@@ -13,8 +14,6 @@ namespace {
 constexpr OnigOptionType kSearchOptions = ONIG_OPTION_NEGATE_SINGLELINE;
 // Replacing never takes an empty match, which would not move on.
 constexpr OnigOptionType kReplaceOptions = ONIG_OPTION_FIND_NOT_EMPTY;
-
-enum : int { ERROR_BD_BAD_BACKREF = 0x20000132, ERROR_BD_UNMATCHED_BRACE = 0x20000133 };
 
 void InitializeOnce() {
     static bool done = false;

@@ -4,9 +4,7 @@
 // compiles its pattern anew: no state survives a call.
 #pragma once
 #include <oniguruma.h>
-#include "core/cstring.h"
-
-constexpr int ERROR_BD_BAD_REGEX = 0x2000004C;
+#include "base/cstring.h"
 
 // Encodings of a subject.
 enum : int { REGEX_ASCII = 0, REGEX_UTF16 = 1, REGEX_UTF8 = 2 };

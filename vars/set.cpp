@@ -2,9 +2,11 @@
 // share __Unset with UNSET.
 #include <cwchar>
 #include <cwctype>
-#include "console/output.h"
-#include "core/args.h"
-#include "core/format.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "console/console.h"
 #include "vars/eval.h"
 #include "vars/lists.h"
 #include "vars/regex.h"
@@ -97,7 +99,7 @@ int RestoreMaster(const CString &name) {
 // of redirected input.
 bool ReadAnswerLine(CString &line) {
     line.clear();
-    return GetNextLine(StdIn(), line, 0, nullptr, 0xFFFF) > 0;
+    return GetNextLine(StdIn(), line, 0, nullptr, MAX_LINE_CHARS) > 0;
 }
 
 // SET /P name=prompt.
@@ -122,7 +124,7 @@ int SetBatchArgument(const CString &text) {
     number.Trim();
     int n = number.empty() || number.find_first_not_of(L"0123456789") != CString::npos ? 0 : _wtoi(number.c_str());
     size_t index = (size_t)n + (size_t)frame->nArgShift;
-    if (n < 1 || index >= frame->Argv.size()) return BDError(87, text.c_str());
+    if (n < 1 || index >= frame->Argv.size()) return BDError(ERROR_INVALID_PARAMETER, text.c_str());
     frame->Argv[index] = eq == CString::npos ? CString() : text.Mid(eq + 1);
     return 0;
 }
@@ -227,6 +229,18 @@ enum : unsigned {
 
 namespace {
 
+// /LL and /GL, then the switches of letters, among which localBit and
+// globalBit stand for /LL and /GL as well.  0, or 2 after a bad switch.
+int ReadListSwitches(CString &args, const wchar_t *letters, unsigned localBit, unsigned globalBit, unsigned *flags,
+                     bool *local, bool *global) {
+    *local = GetStringSwitch(args, L"LL", 0, nullptr);
+    *global = GetStringSwitch(args, L"GL", 0, nullptr);
+    if (GetSwitches(args, letters, flags, 0, nullptr)) return 2;
+    *local = *local || (*flags & localBit);
+    *global = *global || (*flags & globalBit);
+    return 0;
+}
+
 // Where an ESET name lives, and its value.
 struct EDITTARGET {
     wchar_t **pList;   // null: the environment
@@ -287,7 +301,7 @@ int EditBatchArgument(const CString &name) {
     if (!frame) return BDError(ERROR_BD_BATCH_ONLY, L"ESET /B");
     int n = name.find_first_not_of(L"0123456789") == CString::npos ? _wtoi(name.c_str()) : -1;
     size_t index = (size_t)n + (size_t)frame->nArgShift;
-    if (n < 1 || index >= frame->Argv.size()) return BDError(87, name.c_str());
+    if (n < 1 || index >= frame->Argv.size()) return BDError(ERROR_INVALID_PARAMETER, name.c_str());
     CString value = frame->Argv[index];
     if (int rc = EditValue(name + L"=", value)) return rc;
     frame->Argv[index] = value;
@@ -297,14 +311,11 @@ int EditBatchArgument(const CString &name) {
 }  // namespace
 
 int Eset_Command(CString &args) {
-    bool local = GetStringSwitch(args, L"LL", 0, nullptr);
-    bool global = GetStringSwitch(args, L"GL", 0, nullptr);
+    bool local, global;
     unsigned flags = 0;
-    if (GetSwitches(args, L"AF      DSUVWCBGL", &flags, 0, nullptr)) return 2;
-    local = local || (flags & ESET_L);
-    global = global || (flags & ESET_G);
+    if (ReadListSwitches(args, L"AF      DSUVWCBGL", ESET_L, ESET_G, &flags, &local, &global)) return 2;
     args.Trim();
-    if (args.empty()) return BDError(87, L"ESET");
+    if (args.empty()) return BDError(ERROR_INVALID_PARAMETER, L"ESET");
     if (!QueryIsConsole(StdIn())) return BDError(ERROR_BD_NEEDS_CONSOLE, L"ESET");
     int result = 0;
     CString name;
@@ -405,12 +416,9 @@ std::vector<CString> NextNames(CString &args) {
 }  // namespace
 
 int __Unset(CString &args, int which) {
-    bool local = GetStringSwitch(args, L"LL", 0, nullptr);
-    bool global = GetStringSwitch(args, L"GL", 0, nullptr);
+    bool local, global;
     unsigned flags = 0;
-    if (GetSwitches(args, L"E     QRDSUVGL", &flags, 0, nullptr)) return 2;
-    local = local || (flags & UNSET_L);
-    global = global || (flags & UNSET_G);
+    if (ReadListSwitches(args, L"E     QRDSUVGL", UNSET_L, UNSET_G, &flags, &local, &global)) return 2;
     std::vector<wchar_t **> lists;
     if (which >= 0) {
         lists = TargetLists(which, local, global);
@@ -427,7 +435,7 @@ int __Unset(CString &args, int which) {
         }
         return rc;
     }
-    if (args.empty()) return BDError(87, GetTLS()->sCommandName.c_str());
+    if (args.empty()) return BDError(ERROR_INVALID_PARAMETER, GetTLS()->sCommandName.c_str());
     int rc = 0;
     while (!args.empty()) {
         for (const CString &name : NextNames(args)) {

@@ -9,10 +9,12 @@
 #include <initializer_list>
 #include <string>
 #include <vector>
-#include "config/ini.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "config/config.h"
 #include "config/ini_internal.h"
-#include "core/bdx.h"
 #include "core/cmdtable.h"
+#include "vars/func_internal.h"
 
 // The options (aIniFile), deep-copied since the block owns its strings.
 // The test starts from the defaults unless told to keep the current ones.

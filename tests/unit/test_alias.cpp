@@ -3,9 +3,12 @@
 // SET /A as they reach the evaluator.
 #include <gtest/gtest.h>
 #include <vector>
-#include "core/format.h"
-#include "vars/lists.h"
+#include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "scoped_state.h"
+#include "vars/lists.h"
+#include "vars/vars.h"
 
 namespace {
 

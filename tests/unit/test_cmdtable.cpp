@@ -1,6 +1,7 @@
 // Command lookup: the name rules, the characters behind a name, and the
 // enable state.
 #include <gtest/gtest.h>
+#include "base/options.h"
 #include "core/cmdtable.h"
 #include "scoped_state.h"
 

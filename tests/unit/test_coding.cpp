@@ -2,6 +2,7 @@
 // functions, checked against published test vectors and by round trips
 // over every byte value.
 #include <gtest/gtest.h>
+#include "base/errors.h"
 #include "vars/coding.h"
 #include "vars/func_internal.h"
 

@@ -1,8 +1,8 @@
 // The colour syntax, the double-cell table and the joining of box lines.
 #include <gtest/gtest.h>
-#include "console/colors.h"
+#include "base/colors.h"
+#include "console/console.h"
 #include "console/screen.h"
-#include "console/screen_cmds.h"
 
 namespace {
 

@@ -3,7 +3,9 @@
 // rows are pointed at recording handlers so that each run can be seen.
 #include <gtest/gtest.h>
 #include <vector>
-#include "core/cmdtable.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "core/core.h"
 #include "scoped_state.h"
 
 namespace {

@@ -1,8 +1,9 @@
 // The date functions that a script cannot drive by itself: the date picker
 // dialog and its arguments, and the stopwatch function.
 #include <gtest/gtest.h>
-#include "config/ini.h"
-#include "files/dates.h"
+#include "base/errors.h"
+#include "base/options.h"
+#include "config/config.h"
 #include "system/system.h"
 #include "vars/functions.h"
 

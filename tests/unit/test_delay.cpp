@@ -1,10 +1,11 @@
 // DELAY UNTIL's moments: the three forms and their refusals.
 #include <gtest/gtest.h>
+#include "base/errors.h"
 #include "batch/batch.h"
 
 namespace {
 
-constexpr int kBadDate = 0x20000013, kBadTime = 0x20000014;
+constexpr int kBadDate = ERROR_BD_INVALID_DATE, kBadTime = ERROR_BD_INVALID_TIME;
 
 TEST(DelayMoment, TimeAloneIsToday) {
     SYSTEMTIME today, t;

@@ -3,10 +3,18 @@
 // handler to this thread and up through Command_S.
 #include <gtest/gtest.h>
 #include <thread>
+#include "base/breaks.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "config/config.h"
+#include "config/ini_internal.h"
+#include "console/console.h"
 #include "core/cmdtable.h"
-#include "core/error.h"
-#include "core/format.h"
+#include "core/core.h"
 #include "scoped_state.h"
+
 
 namespace {
 

@@ -7,11 +7,12 @@
 #include <cstdlib>
 #include <set>
 #include <thread>
-#include "core/bdx.h"
-#include "core/format.h"
-#include "vars/eval.h"
-#include "vars/evalnum.h"
+#include <mpdecimal.h>
+#include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "scoped_state.h"
+#include "vars/eval.h"
 
 namespace {
 

@@ -3,10 +3,12 @@
 // FOR variables, delayed names and the SETDOS /X switches.  Error texts are
 // read back from standard error, which each test points at a file.
 #include <gtest/gtest.h>
-#include "core/bdx.h"
-#include "core/format.h"
-#include "vars/expand.h"
+#include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "scoped_state.h"
+#include "vars/expand.h"
+#include "vars/vars.h"
 
 namespace {
 

@@ -3,10 +3,12 @@
 // and codings, buffers, file handles, the registry, ini files, and the
 // command and system members that give the same answer everywhere.
 #include <gtest/gtest.h>
-#include "core/format.h"
+#include "base/errors.h"
+#include "base/format.h"
 #include "scoped_state.h"
 #include "system/system.h"
 #include "vars/func_internal.h"
+#include "vars/functions.h"
 
 namespace {
 

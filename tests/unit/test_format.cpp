@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <climits>
 #include <string>
-#include "core/format.h"
+#include "base/format.h"
 
 namespace {
 

@@ -1,9 +1,12 @@
 // Variable functions: the table and its dispatch, user-defined function
 // parameters, the string families and the command family members.
 #include <gtest/gtest.h>
-#include "core/cmdtable.h"
-#include "vars/func_internal.h"
+#include "base/errors.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "scoped_state.h"
+#include "vars/func_internal.h"
+#include "vars/functions.h"
 
 namespace {
 

@@ -5,11 +5,14 @@
 #include <functional>
 #include <string>
 #include <vector>
-#include "config/ini.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "config/config.h"
 #include "config/ini_internal.h"
-#include "core/bdx.h"
 #include "core/cmdtable.h"
-#include "core/format.h"
 #include "scoped_state.h"
 
 namespace {

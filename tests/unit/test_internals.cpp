@@ -2,11 +2,13 @@
 // definition files, and values against independent system calls.
 #include <gtest/gtest.h>
 #include <set>
-#include "core/format.h"
+#include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "files/dates.h"
+#include "scoped_state.h"
 #include "vars/functions.h"
 #include "vars/internals.h"
-#include "scoped_state.h"
 
 namespace {
 

@@ -3,9 +3,12 @@
 // the environment path with read-only names and types.
 #include <gtest/gtest.h>
 #include <vector>
-#include "core/format.h"
-#include "vars/lists.h"
+#include "base/format.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
 #include "scoped_state.h"
+#include "vars/lists.h"
 
 namespace {
 

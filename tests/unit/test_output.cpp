@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <thread>
-#include "console/output.h"
+#include "base/errors.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "console/console.h"
 #include "console/screen.h"
 #include "core/cmdtable.h"
 #include "scoped_state.h"

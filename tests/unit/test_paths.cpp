@@ -1,9 +1,9 @@
 // Path rules: the parts of a name, full names against a base, long-path
 // prefixes and devices.
 #include <gtest/gtest.h>
-#include "config/ini.h"
-#include "core/bdx.h"
-#include "core/format.h"
+#include "base/format.h"
+#include "base/options.h"
+#include "config/config.h"
 #include "files/paths.h"
 #include "vars/lists.h"
 

@@ -1,9 +1,10 @@
 // Dates, times and the range filters: reading, and applying them to found
 // entries.
 #include <gtest/gtest.h>
-#include "config/ini.h"
-#include "core/bdx.h"
-#include "core/format.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/options.h"
+#include "config/config.h"
 #include "files/dates.h"
 #include "files/ranges.h"
 

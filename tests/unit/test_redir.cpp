@@ -2,11 +2,13 @@
 // handles change, and that every handle is back after success, failure and
 // an interrupt in the middle of a line.  Also the kinds of program files.
 #include <gtest/gtest.h>
-#include "core/cmdtable.h"
-#include "core/format.h"
-#include "core/launch.h"
+#include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "core/core.h"
 #include "core/redir.h"
-#include "tests/unit/scoped_state.h"
+#include "files/files.h"
+#include "scoped_state.h"
 
 namespace {
 

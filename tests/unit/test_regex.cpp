@@ -2,7 +2,8 @@
 // replacement routines.
 #include <gtest/gtest.h>
 #include <string>
-#include "config/ini.h"
+#include "base/options.h"
+#include "config/config.h"
 #include "vars/regex.h"
 
 namespace {

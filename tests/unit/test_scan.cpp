@@ -1,8 +1,9 @@
 // The argument scanner: separators, quotes, brackets, escapes and the
 // n-th argument rules that every command relies on.
 #include <gtest/gtest.h>
-#include "core/args.h"
-#include "core/bdx.h"
+#include "base/args.h"
+#include "base/options.h"
+#include "net/net.h"
 #include "scoped_state.h"
 
 namespace {

@@ -5,10 +5,14 @@
 #include <algorithm>
 #include <string>
 #include <vector>
-#include "console/output.h"
+#include "base/format.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "config/config.h"
+#include "config/ini_internal.h"
+#include "console/console.h"
 #include "console/screen.h"
 #include "core/cmdtable.h"
-#include "core/format.h"
 #include "scoped_state.h"
 #include "vars/functions.h"
 

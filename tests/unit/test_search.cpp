@@ -5,11 +5,10 @@
 // attributes and colours.
 #include <gtest/gtest.h>
 #include <functional>
-#include "core/args.h"
+#include "base/options.h"
 #include "files/dir.h"
-#include "core/launch.h"
 #include "files/fileinfo.h"
-#include "files/paths.h"
+#include "files/files.h"
 #include "files/search.h"
 #include "scoped_state.h"
 

@@ -1,9 +1,10 @@
 // Switch readers, argument preparation and the small argument helpers.
 #include <gtest/gtest.h>
 #include <vector>
-#include "config/ini.h"
-#include "core/args.h"
-#include "core/bdx.h"
+#include "base/args.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "files/files.h"
 #include "files/search.h"
 #include "scoped_state.h"
 

@@ -3,11 +3,13 @@
 // things back after an interrupt, TASKEND and SETP on a child process, and
 // the dialogs' self-closing path.
 #include <gtest/gtest.h>
+#include "base/errors.h"
+#include "base/state.h"
+#include "core/cmdtable.h"
 #include "system/system.h"
 #include <psapi.h>
 #include <string>
 #include <vector>
-#include "core/cmdtable.h"
 #include "vars/coding.h"
 
 namespace {

@@ -1,6 +1,8 @@
 // The wildcard matcher, the rename-by-pattern rule and the sort order.
 #include <gtest/gtest.h>
-#include "config/ini.h"
+#include "base/errors.h"
+#include "base/options.h"
+#include "config/config.h"
 #include "files/ranges.h"
 
 namespace {

@@ -1,36 +1,10 @@
-// The option block and its table.  Every setting of the shell lives in
-// aIniFile; the table in options.def describes each field.
+// The ini engine: the option table (one row per field of the option
+// block, from base/options.def), reading ini files, the block that nested
+// shells share, and the run-time changes of OPTION and SETDOS.
 #pragma once
-#include <climits>
 #include <vector>
-#include "core/cstring.h"
-
-enum OptionType {
-    OPT_CHAR = 0, OPT_INT = 1, OPT_UINT = 2, OPT_CHOICE = 3, OPT_COLOR = 4,
-    OPT_STRING = 5, OPT_PATH = 6, OPT_SECRET = 7, OPT_INCLUDE = 8,
-};
-
-template <int T> struct OptionStorage { using type = int; };
-template <> struct OptionStorage<OPT_CHAR> { using type = wchar_t; };
-template <> struct OptionStorage<OPT_UINT> { using type = unsigned; };
-template <> struct OptionStorage<OPT_COLOR> { using type = unsigned; };
-template <> struct OptionStorage<OPT_STRING> { using type = wchar_t *; };
-template <> struct OptionStorage<OPT_PATH> { using type = wchar_t *; };
-template <> struct OptionStorage<OPT_SECRET> { using type = wchar_t *; };
-
-struct INIFILE {
-    unsigned nSectionMask;      // bits of the sections seen in the file
-    unsigned ParseFlags;        // SETDOS /X switches: a set bit turns a feature off
-    wchar_t cBootDrive;
-    int nVersion;               // 43 in a block that a nested shell may inherit
-    int nSignature;             // 19928, likewise
-    int nSecondary;             // nesting level; nonzero in a secondary shell
-    int fLoaded;                // an ini file has been processed
-    int fEditInsert;            // line editor starts in insert mode
-#define BD_OPTION(name, field, kind, def, lo, hi, choices, pflags) OptionStorage<kind>::type field;
-#include "config/options.def"
-#undef BD_OPTION
-};
+#include "base/errors.h"
+#include "base/options.h"
 
 struct OPTIONROW {
     const wchar_t *pszName;
@@ -42,7 +16,6 @@ struct OPTIONROW {
     size_t nOffset;             // field offset in INIFILE
 };
 
-extern INIFILE aIniFile;
 extern const OPTIONROW aOptions[];
 extern const int nOptions;
 
@@ -52,21 +25,6 @@ void IniClear(INIFILE *block);
 CString ProgramFileName();
 // Find an option row by name (without case); null when unknown.
 const OPTIONROW *FindOption(const wchar_t *name);
-
-// The special characters, read from the block at each use.
-inline wchar_t CommandSepChar() { return aIniFile.CommandSep ? aIniFile.CommandSep : L'&'; }
-inline wchar_t EscapeCharValue() { return aIniFile.EscapeChar ? aIniFile.EscapeChar : L'^'; }
-inline wchar_t SwitchCharValue() { return aIniFile.SwitchChar ? aIniFile.SwitchChar : L'/'; }
-inline wchar_t ParameterCharValue() { return aIniFile.ParameterChar ? aIniFile.ParameterChar : L'$'; }
-inline unsigned ParseFlagsValue() { return aIniFile.ParseFlags; }
-
-// ParseFlags bits (SETDOS /X): a set bit turns a feature off.
-enum : unsigned {
-    PF_NO_ALIASES = 0x01, PF_NO_NESTED_ALIASES = 0x02, PF_NO_VARIABLES = 0x04,
-    PF_NO_NESTED_VARIABLES = 0x08, PF_NO_COMPOUND = 0x10, PF_NO_REDIRECTION = 0x20,
-    PF_NO_QUOTES = 0x40, PF_NO_ESCAPES = 0x80, PF_NO_INCLUDE_LISTS = 0x100,
-    PF_NO_FUNCTION_SKIP = 0x200,
-};
 
 // Sections of the ini file and their bits in nSectionMask.  Lines of a
 // section whose bit is in the skip mask are not applied.
@@ -125,19 +83,15 @@ bool ReadIniImage(const void *view, size_t size, INIFILE *block);
 // include row.  A secret string gives an empty text.
 int GetOptionValue(const wchar_t *name, CString &value);
 // The same into the caller's buffer of size characters (cut to fit).
-extern "C" __declspec(dllexport) int QueryOptionValue(const wchar_t *name, wchar_t *value, int size);
+BD_EXPORT int QueryOptionValue(const wchar_t *name, wchar_t *value, int size);
 // One "//name=value" (or "//name" to reset) setting; 2 on a bad one.
 // The front end calls it for each override on its command line.
-extern "C" __declspec(dllexport) int SetINIDirective(wchar_t *text);
+BD_EXPORT int SetINIDirective(wchar_t *text);
 
 // Secret values in the file: the marker, then the text enciphered with the
 // program's fixed key.
 CString DecryptString(const wchar_t *text);
 CString EncryptString(const wchar_t *text);
-
-// A colour text ("bright white on blue"): the colour byte, or -1 when the
-// foreground or background is missing; text keeps what follows the colours.
-int GetColors(CString &text);
 
 // Key names of character options: a character, "Ctrl-x", "Alt-x", "Esc",
 // "Enter", "Tab", "Backspace", "Space" and the F-keys with their Shift-,

@@ -2,7 +2,7 @@
 // table of the 16 console colours.  A colour is one byte: low nibble
 // foreground, high nibble background, in the console's own numbering.
 #pragma once
-#include "core/cstring.h"
+#include "base/cstring.h"
 
 struct ANSI_COLORS {
     const wchar_t *pszName;
@@ -21,6 +21,3 @@ const wchar_t *ParseColor(const wchar_t *text, int *color);
 // The colour byte at the front of text, or -1 when the foreground or the
 // background is missing.  text is left holding what follows the colours.
 int GetColors(CString &text);
-
-// Make attribute the colour of the text written to the console from now on.
-void SetColors(int attribute);

@@ -1,9 +1,13 @@
 // BDError, the one way to report a failure: the text of the code, the
 // batch position, the debug mark, the error log and the ON ERROR and
 // ON ERRORMSG hooks of the running batch file.  Also ErrorMsgBox and honk.
-#include "core/error.h"
-#include "console/output.h"
-#include "core/format.h"
+#include "base/errors.h"
+#include "base/breaks.h"
+#include "base/format.h"
+#include "base/hooks.h"
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
 
 namespace {
 
@@ -137,7 +141,7 @@ int BDError(int code, const wchar_t *argument) {
     if (!IsProgramError(code)) tls->nSysError = code;
     CString text = BuildMessage(code, argument, kMessageLimit);
     out += position + text;
-    Qprintf(StdErr(), L"%s", out.c_str());
+    aHooks.pfnWriteText(StdErr(), out);
     if (aIniFile.LogErrors) AppendLogEntry(QueryErrorLogName(), position + text);
     BATCHFRAME *frame = CurrentFrame();
     if (frame && !frame->sOnErrorMsg.empty()) BreakOut(BREAK_ON_ERRORMSG);
@@ -155,13 +159,4 @@ int ErrorMsgBox(HWND window, int code, const wchar_t *argument) {
     text.TrimRight(L"\r\n");
     MessageBoxW(window, text.c_str(), L"BDX", MB_OK | MB_ICONERROR | MB_SETFOREGROUND);
     return 2;
-}
-
-// The refusal beep.  Keys typed ahead are dropped, so that a burst of
-// refused keys gives one beep and not a queue of them.
-void honk() {
-    tty_yield(0);
-    if (QueryIsConsole(StdIn())) EatKeystrokes();
-    if (aIniFile.BeepLength) SysBeep(aIniFile.BeepFreq, aIniFile.BeepLength);
-    else MessageBeep(aIniFile.BeepFreq);
 }

@@ -1,9 +1,7 @@
 // The colour syntax shared by the colour options, COLOR, CLS, SCRPUT and
 // the drawing commands.
-#include "console/colors.h"
-#include "console/screen.h"
-#include "core/bdx.h"
-#include "core/format.h"
+#include "base/colors.h"
+#include "base/format.h"
 
 const ANSI_COLORS aColors[16] = {
     {L"Bla", 30}, {L"Blu", 34}, {L"Gre", 32}, {L"Cya", 36},
@@ -108,9 +106,4 @@ int GetColors(CString &text) {
     rest.TrimLeft();
     text = rest;
     return foreground | (background << 4);
-}
-
-void SetColors(int attribute) {
-    HANDLE out = ConsoleOutputHandle();
-    if (out) SetConsoleTextAttribute(out, (WORD)attribute);
 }

@@ -2,10 +2,10 @@
 // of quotes, brackets, escapes and separators.  Everything that cuts a line
 // into commands or arguments comes through here, so both work in place and
 // never allocate.
-#include "core/args.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/options.h"
 #include <cwchar>
-#include "core/bdx.h"
-#include "config/ini.h"
 
 bool QueryIsWhiteSpace(wchar_t c) { return c == L' ' || c == L'\t'; }
 
@@ -262,4 +262,36 @@ int GetNthArgument(const wchar_t *line, int index, CString *out, int *start) {
 const wchar_t *GetNthArgument(const wchar_t *line, int index) {
     const wchar_t *b, *e;
     return FindArgument(line, index, index & ~ARG_INDEX_MASK, &b, &e) ? b : nullptr;
+}
+
+wchar_t EscapedCharacter(wchar_t c) {
+    switch (ToLowerChar(c)) {
+    case L'b': return 8;
+    case L'c': return L',';
+    case L'e': return 27;
+    case L'f': return 12;
+    case L'k': return L'`';
+    case L'n': return 10;
+    case L'q': return L'"';
+    case L'r': return 13;
+    case L's': return L' ';
+    case L't': return 9;
+    default: return c;
+    }
+}
+
+void UnEscapeLine(CString &text) {
+    if (ParseFlagsValue() & PF_NO_ESCAPES) return;
+    wchar_t escape = EscapeCharValue();
+    for (size_t i = 0; i + 1 < text.size(); i++) {
+        if (text[i] != escape) continue;
+        text.erase(i, 1);
+        text[i] = EscapedCharacter(text[i]);
+    }
+}
+
+void EscapeLine(wchar_t *text) {
+    CString s(text);
+    UnEscapeLine(s);
+    wmemcpy(text, s.c_str(), s.size() + 1);
 }

@@ -3,7 +3,8 @@
 #pragma once
 #include <cstdint>
 #include <vector>
-#include "core/cstring.h"
+#include "base/cstring.h"
+#include "base/platform.h"
 
 struct FILESEARCH;
 
@@ -69,10 +70,16 @@ int GetSwitches(CString &line, const wchar_t *allowed, unsigned *mask, int flags
 int GetStringSwitch(CString &line, const wchar_t *name, int flags, CString *rest);
 int GetMultiCharSwitch(CString &line, const wchar_t *name, CString *value, int maxLength,
                        const wchar_t *valueSet, int keepGoing, int flags);
-int GetSearchAttributes(const wchar_t *spec, FILESEARCH *search);
+
+// Escapes: the character that an escape character followed by c stands
+// for (^n a line feed, ^t a tab, ...; any other c stands for itself), and
+// the conversion of every escape pair in a text (unless SETDOS /X has
+// escapes off).
+wchar_t EscapedCharacter(wchar_t c);
+void UnEscapeLine(CString &text);
+BD_EXPORT void EscapeLine(wchar_t *text);
 
 void StripQuotes_S(CString &text);
 void StripEnclosingQuotes_S(CString &text);
 void AddQuotes_S(CString &text);
 void IntToAscii(int value, CString *out);
-int QueryIsURL(const wchar_t *text);

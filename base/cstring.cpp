@@ -1,7 +1,8 @@
 // CString members and the shared case and code-page helpers.  Case mapping
 // goes through the system tables (CharUpperBuffW/CompareStringOrdinal), which
 // know all of Unicode; the C library's towupper does not.
-#include "core/cstring.h"
+#include "base/cstring.h"
+#include "base/platform.h"
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 #include <cwchar>

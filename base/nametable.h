@@ -21,6 +21,21 @@ template <size_t N> constexpr bool IsSortedNames(const wchar_t *const (&names)[N
     return true;
 }
 
+// The row of name (any case) in a table of count rows sorted by
+// CompareLower, by binary search; -1 when it is not there.  A row has its
+// name in pszName.
+template <typename Row> int FindSortedName(const Row *rows, int count, const wchar_t *name) {
+    int low = 0, high = count - 1;
+    while (low <= high) {
+        int probe = (low + high) / 2;
+        int c = CompareLower(name, rows[probe].pszName);
+        if (c == 0) return probe;
+        if (c < 0) high = probe - 1;
+        else low = probe + 1;
+    }
+    return -1;
+}
+
 template <size_t N> constexpr bool IsAllLower(const wchar_t *const (&names)[N]) {
     for (size_t i = 0; i < N; i++)
         for (const wchar_t *p = names[i]; *p; p++)

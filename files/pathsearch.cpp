@@ -2,10 +2,14 @@
 // PATHEXT), the executable-extension variables (".txt=command"), the
 // directories of PATH and the App Paths entries of the registry.
 #include <cwchar>
-#include "core/bdx.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/options.h"
+#include "base/state.h"
+#include "files/files.h"
+#include "files/paths.h"
+#include "vars/vars.h"
 #include <shlwapi.h>
-#include "core/args.h"
-#include "core/launch.h"
 
 namespace {
 

@@ -1,27 +1,22 @@
 // Arguments and switches built on the argument scanner: the last and the
 // next argument, tokens, the argv split of an argument text, the switch
 // readers every command uses, file attribute lists and quote helpers.
-#include "core/args.h"
+#include "base/args.h"
+#include "base/errors.h"
+#include "base/format.h"
+#include "base/hooks.h"
+#include "base/options.h"
+#include "base/state.h"
 #include <cwchar>
 #include <cwctype>
 #include <string>
 #include <utility>
-#include "config/ini.h"
-#include "core/bdx.h"
-#include "core/format.h"
-#include "files/search.h"
-
-// Defined by the batch subsystem.
-void CloseBatchFile();
 
 namespace {
 
 constexpr wchar_t kOpenQuote = 0x201C;   // typographic quotes, taken as '"'
 constexpr wchar_t kCloseQuote = 0x201D;
 constexpr int kMaxArguments = 8192;      // argv entries, argv[0] included
-constexpr int ERROR_BAD_PARAMETER = 87;  // system error code
-constexpr size_t kMaxSortKeys = 14;
-constexpr size_t kMaxAttributeText = 255;
 
 }  // namespace
 
@@ -279,19 +274,6 @@ void SetLetterBit(const SwitchList &list, wchar_t c, unsigned *bits) {
     if (bit >= 0 && bit < 32) *bits |= 1u << bit;
 }
 
-// /O[:]keys: at most 14 keys, stored lower-cased.  False for a character
-// that is no sort key.
-bool TakeSortKeys(const CString &arg, FILESEARCH *search) {
-    CString keys;
-    for (size_t i = arg.At(2) == L':' ? 3 : 2; i < arg.size(); i++) {
-        wchar_t c = ToLowerChar(arg[i]);
-        if (!wcschr(L"-acdeginosurtxz", c)) return false;
-        if (keys.size() < kMaxSortKeys) keys += c;
-    }
-    search->sSortKeys = keys;
-    return true;
-}
-
 // Matches one switch argument against the list.  Returns the number of its
 // characters that make up the switch (to be removed), 0 to leave it in the
 // line, or -1 for an unknown letter, digit or "=".
@@ -301,11 +283,11 @@ int MatchSwitch(const CString &arg, const SwitchList &list, unsigned *bits, int 
     wchar_t first = ToUpperChar(arg.At(1));
     if (search && list.attributes && first == L'A') {
         SetLetterBit(list, L'A', bits);
-        GetSearchAttributes(arg.c_str() + 2, search);
+        aHooks.pfnSearchSwitch(L'A', arg.c_str() + 2, search);
         return whole;
     }
     if (search && list.sort && first == L'O') {
-        if (!TakeSortKeys(arg, search)) return (flags & SW_KEEP_UNKNOWN) ? 0 : -1;
+        if (!aHooks.pfnSearchSwitch(L'O', arg.c_str() + 2, search)) return (flags & SW_KEEP_UNKNOWN) ? 0 : -1;
         SetLetterBit(list, L'O', bits);
         return whole;
     }
@@ -331,8 +313,8 @@ int MatchSwitch(const CString &arg, const SwitchList &list, unsigned *bits, int 
 int GetSwitches(CString &line, const wchar_t *allowed, unsigned *mask, int flags, FILESEARCH *search) {
     if (!allowed) allowed = L"";
     SwitchList list{allowed, allowed[0] == L'*', wcschr(allowed, L'#') != nullptr};
-    if (search && list.attributes) search->fRequired = search->fForbidden = search->fAnyOf = 0;
-    if (search && list.sort) search->sSortKeys.clear();
+    if (search && list.attributes) aHooks.pfnSearchSwitch(L'A', nullptr, search);
+    if (search && list.sort) aHooks.pfnSearchSwitch(L'O', nullptr, search);
     unsigned bits = 0;
     CString saved = line;
     CString arg;
@@ -341,7 +323,7 @@ int GetSwitches(CString &line, const wchar_t *allowed, unsigned *mask, int flags
         int taken = MatchSwitch(arg, list, &bits, flags, search);
         if (taken < 0) {
             line = saved;
-            return BDError(ERROR_BAD_PARAMETER, arg);
+            return BDError(ERROR_INVALID_PARAMETER, arg);
         }
         if (taken == 0 || ((flags & SW_KEEP_LONG) && arg.size() > 2)) {
             index++;
@@ -427,52 +409,6 @@ int GetMultiCharSwitch(CString &line, const wchar_t *name, CString *value, int m
         if (value) *value = text;
         RemoveSwitch(line, start, taken, flags);
         return 1;
-    }
-    return 0;
-}
-
-namespace {
-
-// The bits of an attribute letter; -1 for an unknown one.  "N" (normal)
-// has no bit of its own except in the any-of set.
-long AttributeBits(wchar_t c, bool anyOf) {
-    static const struct {
-        wchar_t letter;
-        unsigned bits;
-    } table[] = {
-        {L'R', 0x1},    {L'H', 0x2},     {L'S', 0x4},     {L'D', 0x10},     {L'A', 0x20},
-        {L'N', 0},      {L'T', 0x100},   {L'F', 0x200},   {L'J', 0x400},    {L'L', 0x400},
-        {L'C', 0x800},  {L'O', 0x1000},  {L'I', 0x2000},  {L'E', 0x4000},   {L'V', 0x8000},
-        {L'X', 0x20000}, {L'P', 0x80000}, {L'U', 0x100000},
-    };
-    c = ToUpperChar(c);
-    if (c == L'N' && anyOf) return ATTR_ANY_NORMAL;
-    for (const auto &row : table)
-        if (row.letter == c) return row.bits;
-    return -1;
-}
-
-}  // namespace
-
-int GetSearchAttributes(const wchar_t *spec, FILESEARCH *search) {
-    if (!search) return 0;
-    search->fSearchFlags = 0x80017;
-    search->fRequired = search->fForbidden = search->fAnyOf = 0;
-    CString text = CString(spec).Left(kMaxAttributeText);
-    for (size_t i = text.At(0) == L':' ? 1 : 0; i < text.size(); i++) {
-        wchar_t c = text[i];
-        if (c == L'_') continue;
-        unsigned *set = &search->fRequired;
-        if (c == L'+' || c == L'-') {
-            set = c == L'+' ? &search->fAnyOf : &search->fForbidden;
-            c = text.At(++i);
-        }
-        long bits = AttributeBits(c, set == &search->fAnyOf);
-        if (bits < 0) break;  // the list ends at anything else
-        *set |= (unsigned)bits;
-        // The last word on a letter holds: "d-d" forbids, "-dd" requires.
-        if (set == &search->fRequired) search->fForbidden &= ~(unsigned)bits;
-        if (set == &search->fForbidden) search->fRequired &= ~(unsigned)bits;
     }
     return 0;
 }

@@ -10,8 +10,6 @@
 //    (thousands separators) and %hs, prints floating point in plain
 //    fixed-point form with the locale's decimal character, and prints any
 //    unknown conversion letter as itself without taking an argument.
-#define WIN32_LEAN_AND_MEAN
-#include <windows.h>
 #include <bitset>
 #include <charconv>
 #include <climits>
@@ -21,11 +19,9 @@
 #include <cstring>
 #include <cwchar>
 #include <string>
-#include "core/format.h"
-
-// Locale characters, kept current by the country settings code.
-wchar_t QueryDecimalChar();
-wchar_t QueryThousandsChar();
+#include "base/format.h"
+#include "base/locale.h"
+#include "base/platform.h"
 
 namespace {
 

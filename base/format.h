@@ -2,7 +2,7 @@
 // library's on purpose (see format.cpp); every caller relies on that.
 #pragma once
 #include <cstdarg>
-#include "core/cstring.h"
+#include "base/cstring.h"
 
 int Sscanf(const wchar_t *text, const wchar_t *format, ...);
 int VSscanf(const wchar_t *text, const wchar_t *format, va_list args);

@@ -1,6 +1,15 @@
-// Locale characters: the decimal and thousands separators, from the options
-// when they name one, otherwise from the user's locale.
-#include "core/bdx.h"
+// Language texts and locale characters: the strings of the language
+// module by number, and the decimal and thousands separators, from the
+// options when they name one, otherwise from the user's locale.
+#include "base/locale.h"
+#include "base/options.h"
+#include "base/state.h"
+
+CString LoadLanguageString(int id) {
+    const wchar_t *text = nullptr;
+    int n = LoadStringW(aGlobals.hLanguage, (UINT)id, (LPWSTR)&text, 0);
+    return n > 0 ? CString(text, n) : CString();
+}
 
 namespace {
 

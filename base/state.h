@@ -1,17 +1,16 @@
-// Shared declarations of the execution core: per-thread state, process
-// state, result codes and the functions that every subsystem calls.
+// Per-thread and process state: the sentinel results of a command, the
+// batch frame record, TLS_VARIABLES, GLOBAL_VARIABLES, the standard handles
+// and the environment and directory queries that every layer makes.
 #pragma once
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#include <windows.h>
 #include <deque>
 #include <string>
 #include <vector>
-#include "core/cstring.h"
-#include "config/ini.h"
+#include "base/cstring.h"
+#include "base/platform.h"
 
-#define BD_EXPORT extern "C" __declspec(dllexport)
+constexpr unsigned BDX_VERSION_MAJOR = 1;
+constexpr unsigned BDX_VERSION_MINOR = 0;
+constexpr int BDX_BUILD = 1;
 
 // Sentinel results of a command handler.
 enum : int {
@@ -21,50 +20,6 @@ enum : int {
     LINE_REPLACED = 0x6666,
     NO_EXIT_CODE = 0x4F4F4F4F,
     DEBUG_REPEAT = 0x66667777,
-};
-
-// Command_S flags.
-enum : int { CMD_TYPED = 1, CMD_ECHO = 2, CMD_DEBUG = 4 };
-
-// Program error codes; the message is language string (code - 0x1FFFF448).
-enum : int {
-    ERROR_BD_BASE = 0x20000000,
-    ERROR_BD_REDIR_SYNTAX = 0x20000000,
-    ERROR_BD_UNKNOWN_COMMAND = 0x20000001,
-    ERROR_BD_SYNTAX = 0x20000000,
-    ERROR_BD_NO_CLOSE_QUOTE = 0x20000003,
-    ERROR_BD_VARIABLE_LOOP = 0x20000010,
-    ERROR_BD_UNKNOWN_CMD_LOOP = 0x20000011,
-    ERROR_BD_EXTENSION_LOOP = 0x20000012,
-    ERROR_BD_BATCH_ONLY = 0x2000001C,
-    ERROR_BD_BATCH_MISSING = 0x2000001D,
-    ERROR_BD_BATCH_NESTING = 0x2000001E,
-    ERROR_BD_RETURN_NO_GOSUB = 0x20000022,
-    ERROR_BD_UNBALANCED_PARENS = 0x20000026,
-    ERROR_BD_OPTION_SYNTAX = 0x20000033,
-    ERROR_BD_UNKNOWN_OPTION = 0x20000046,
-    ERROR_BD_ARRAY_INDEX = 0x20000053,
-    ERROR_BD_TOO_MANY_COMMANDS = 0x20000055,
-    // Codes of this program with no fixed number elsewhere.
-    ERROR_BD_NOT_AVAILABLE = 0x200000F0,
-    ERROR_BD_EXPECTED_NUMBER = 0x200000F1,
-    ERROR_BD_FUNC_NOT_AVAILABLE = 0x200000F2,
-    ERROR_BD_INVALID_COLOR = 0x20000110,
-    ERROR_BD_NOT_CONSOLE = 0x20000111,
-    // Shared by the system commands and the system functions.
-    ERROR_BD_NO_WINDOW = 0x200001A8,         // 3424 no window matches
-    ERROR_BD_NEEDS_SYSTEM = 0x200001AA,      // 3426 this system (Wine) lacks what is asked for
-    ERROR_BD_NO_SUCH_KEY = 0x200001AD,       // 3429 registry key or value not found
-};
-constexpr int BD_STRING_BIAS = 0x1FFFF448;
-
-// Language string ids used by the core.
-enum : int {
-    IDS_YES_LETTERS = 3390, IDS_NO_LETTERS = 3391, IDS_ALL_LETTERS = 3393,
-    IDS_QUERY_KEYS = 3394, IDS_MORE_PROMPT = 3542,
-    IDS_PAGE_PAUSE = 3328,
-    IDS_ECHO_IS = 3545, IDS_ON = 3546, IDS_OFF = 3547,
-    IDS_USAGE_FIRST = 8102,
 };
 
 // One running batch file or library function.  Text is owned by the frame.
@@ -184,61 +139,38 @@ extern GLOBAL_VARIABLES aGlobals;
 
 // The frame now running, or null.
 BATCHFRAME *CurrentFrame();
+// Close the running frame's file (its read cache goes with it).  A frame
+// held in memory has no file to close.  Commands that may change files
+// close it first, through ParseArguments' PA_CLOSE_BATCH.
+void CloseBatchFile();
 
 // Standard handles as the thread sees them now (redirection changes them).
 HANDLE StdOut();
 HANDLE StdErr();
 HANDLE StdIn();
+// A handle that is a console (input or screen buffer).
 bool QueryIsConsole(HANDLE h);
 
-// Language module strings.
-CString LoadLanguageString(int id);
-
-// Command line execution.
-BD_EXPORT int Command(const wchar_t *line, int flags);
-int Command_S(CString line, int flags);
-int ExecuteOneCommand(CString &line, bool updateTitle, bool debugBit);
-int RunInternalCommand(CString &line, int *result);
-int ReadCommandGroup(CString &line, int start, int options);
-int ContinueEscapedLine(CString &line, HANDLE file, int readFlags, bool countLine);
-BD_EXPORT void ResetParsingFlags();
-BD_EXPORT void EscapeLine(wchar_t *text);
-void UnEscapeLine(CString &text);
-wchar_t EscapedCharacter(wchar_t c);
-int RunExternalOrScript(CString &line, CString &name, int storeCommandLine);
-int ExpandAliases(CString &line);
-int VariableExpansion(CString &line, int flags);
-
-// Input.
-int GetNextLine(HANDLE handle, CString &line, int flags, const wchar_t *prompt, int maxChars);
-BD_EXPORT int ShowPrompt(const wchar_t *variableName);
-int egets(CString &line, int maxChars, int flags, const wchar_t *prompt);
-int QueryInputChar(const wchar_t *prompt, const wchar_t *allowed);
-void EatKeystrokes();
-
-// Errors and interrupts.
-BD_EXPORT int BDError(int code, const wchar_t *argument);
-// The full text that BDError prints for a code and its argument (null for
-// none), ending in a line break.
-CString ErrorMessage(int code, const wchar_t *argument);
-BD_EXPORT void HoldSignals();
-BD_EXPORT void EnableSignals();
-BD_EXPORT void ResetBreakHandling();
-[[noreturn]] void BreakOut(int value);
-void honk();
-void tty_yield(int wait);
-void CheckBreak();
-
-// Instance.
-BD_EXPORT int InitializeDLL(wchar_t *iniFile);
-BD_EXPORT void ShutdownCommandProcessor();
-BD_EXPORT void RunStartupFiles(const wchar_t *stem, const wchar_t *arguments);
-void UpdateTitleAndIcon(const wchar_t *text, int flags);
-
-// Locale characters (options first, then the user's locale).
-wchar_t QueryDecimalChar();
-wchar_t QueryThousandsChar();
-
-// Environment.
+// Environment variables, read by name at each use.
 CString GetEnvVar(const wchar_t *name);
 bool QueryEnvVar(const wchar_t *name, CString *value);
+
+// COM on the calling thread, started on first use (apartment-threaded; the
+// first thread also sets the process's COM security).  Start-up does not
+// need it, and starting it costs a hidden window and, under Wine, the
+// desktop process.  True when COM is usable on this thread.
+bool EnsureCOM();
+// End COM on this thread if EnsureCOM started it here.
+void ReleaseCOM();
+
+// The process's current directory; empty when it cannot be read.
+CString CurrentDirectory();
+
+// Instances of the library across every process that loads it: shells
+// (BDX) and windowed hosts.  delta +1 when one starts, -1 when it ends.
+int QueryShellInstances();
+int QueryHostInstances();
+void CountShellInstance(int delta);
+// A windowed host tells of its start and end.
+BD_EXPORT void StartBDXMInstance();
+BD_EXPORT void EndBDXMInstance();
