@@ -8,7 +8,9 @@
 #include <winternl.h>
 #include <wbemidl.h>
 #include "base/args.h"
+#include "base/errors.h"
 #include "base/format.h"
+#include "base/state.h"
 #include "system/system.h"
 #include "vars/lists.h"
 #include "vars/functions.h"
@@ -312,20 +314,6 @@ int Func_WinApi(FUNCCALL &call) {
 
 namespace {
 
-// COM for the length of a scope, in whatever mode the thread has it.
-class ComScope {
-public:
-    ComScope() : hr_(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)) {}
-    ~ComScope() {
-        if (SUCCEEDED(hr_)) CoUninitialize();
-    }
-    ComScope(const ComScope &) = delete;
-    ComScope &operator=(const ComScope &) = delete;
-
-private:
-    HRESULT hr_;
-};
-
 template <typename T>
 struct ComPtr {
     T *p = nullptr;
@@ -373,7 +361,7 @@ int Func_Wmi(FUNCCALL &call) {
         a = NameArgument(a);
     }
     if (args[0].empty() || args[1].empty()) return ERROR_INVALID_PARAMETER;
-    ComScope com;
+    if (!EnsureCOM()) return ERROR_BD_NEEDS_SYSTEM;
     ComPtr<IWbemLocator> locator;
     HRESULT hr = CoCreateInstance(CLSID_WbemLocator, nullptr, CLSCTX_INPROC_SERVER, IID_IWbemLocator, (void **)&locator);
     if (FAILED(hr)) return ComError(hr);
