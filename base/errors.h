@@ -75,7 +75,7 @@ enum : int {
     ERROR_BD_NEEDS_SYSTEM = 0x200001AA,         // this system (Wine) lacks what the command needs
     ERROR_BD_OWN_PROCESS = 0x200001AB,          // refuses to end the shell itself
     ERROR_BD_BAD_PRIORITY = 0x200001AC,         // unknown priority class
-    ERROR_BD_NO_SUCH_KEY = 0x200001AD,          // registry key not found
+    ERROR_BD_NO_SUCH_KEY = 0x200001AD,          // registry key or value not found
     ERROR_BD_UNKNOWN_WORD = 0x200001AE,         // a keyword that the command does not know
     ERROR_BD_REMOTE_BITS = 0x200001AF,          // the other process is not a 64-bit process
     // Redirection, pipes and launching.
@@ -88,6 +88,10 @@ enum : int {
     ERROR_BD_NO_ASSOCIATION = 0x200001C6,
     ERROR_BD_NO_FILE_TYPE = 0x200001C7,
     ERROR_BD_ZONE_REFUSED = 0x200001C8,
+    // The variable function families.
+    ERROR_BD_RESULT_TOO_LONG = 0x200001E0,      // a function's value would be too long
+    ERROR_BD_NO_SUCH_DEVICE = 0x200001E1,       // this machine has no such device (a serial port)
+    ERROR_BD_BAD_ENCODING = 0x200001E2,         // the text is not valid in that coding
 
     // The same codes under the names of the parts that report them.
     ERROR_BD_REDIR_SYNTAX = ERROR_BD_SYNTAX,

@@ -20,20 +20,6 @@ constexpr size_t kEnvironmentOffset = 0x80;   // RTL_USER_PROCESS_PARAMETERS.Env
 constexpr size_t kEnvironmentLimit = 1 << 24;
 constexpr DWORD kRemoteWait = 10000;
 
-class ProcessHandle {
-public:
-    ProcessHandle(DWORD pid, DWORD access) : h_(OpenProcess(access, FALSE, pid)) {}
-    ~ProcessHandle() {
-        if (h_) CloseHandle(h_);
-    }
-    ProcessHandle(const ProcessHandle &) = delete;
-    ProcessHandle &operator=(const ProcessHandle &) = delete;
-    HANDLE Get() const { return h_; }
-
-private:
-    HANDLE h_;
-};
-
 int CheckBits(HANDLE process) {
     BOOL wow = FALSE;
     if (IsWow64Process(process, &wow) && wow) return ERROR_BD_REMOTE_BITS;

@@ -6,33 +6,19 @@
 #include "console/console.h"
 #include <algorithm>
 #include <vector>
+#include "vars/lists.h"
 
 namespace {
-
-struct ROOTKEY {
-    const wchar_t *pszShort;
-    const wchar_t *pszLong;
-    HKEY hKey;
-};
-const ROOTKEY kRoots[] = {
-    {L"HKLM", L"HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE}, {L"HKCU", L"HKEY_CURRENT_USER", HKEY_CURRENT_USER},
-    {L"HKCR", L"HKEY_CLASSES_ROOT", HKEY_CLASSES_ROOT},   {L"HKU", L"HKEY_USERS", HKEY_USERS},
-    {L"HKCC", L"HKEY_CURRENT_CONFIG", HKEY_CURRENT_CONFIG},
-};
 
 // "HKCU\Software\x": the root, the path below it and the long form.
 bool SplitKey(const CString &text, HKEY *root, CString *path, CString *shown) {
     size_t slash = text.find(L'\\');
-    CString first = text.Left(slash);
-    for (const ROOTKEY &r : kRoots) {
-        if (!first.EqualsNoCase(r.pszShort) && !first.EqualsNoCase(r.pszLong)) continue;
-        *root = r.hKey;
-        *path = slash == CString::npos ? CString() : text.Mid(slash + 1);
-        path->TrimRight(L"\\");
-        *shown = path->empty() ? CString(r.pszLong) : CString(r.pszLong) + L"\\" + *path;
-        return true;
-    }
-    return false;
+    const wchar_t *longName = nullptr;
+    if (!(*root = QueryRegistryRoot(text.Left(slash), &longName))) return false;
+    *path = slash == CString::npos ? CString() : text.Mid(slash + 1);
+    path->TrimRight(L"\\");
+    *shown = path->empty() ? CString(longName) : CString(longName) + L"\\" + *path;
+    return true;
 }
 
 CString ValueText(DWORD type, const std::vector<BYTE> &data, DWORD size) {

@@ -26,15 +26,6 @@ CString QueryHistoryLogName();
 // output and standard error captured in text.  Returns the command's result.
 int CaptureCommandOutput(const CString &command, CString &output);
 
-// Digests through the system's cryptography provider.  algorithm is one
-// of MD5, SHA1, SHA256, SHA384, SHA512 (any case, "SHA-256" too).  The
-// hex digest goes to digest; the result is 0 or an error code.
-int HashBytes(const wchar_t *algorithm, const void *data, size_t size, CString &digest);
-// A file read in pieces, so that memory stays small however big it is.
-int HashFile(const wchar_t *algorithm, const wchar_t *fileName, CString &digest);
-
-// A version 4 (random) UUID in its 8-4-4-4-12 form, lower case.
-CString NewUuid();
 
 // A dialog that asks for a date (and with withTime, a time of day),
 // starting at *when; seconds above 0 close it by itself after that time.
@@ -62,6 +53,28 @@ std::vector<PROCESSROW> ListProcesses();
 int SelectProcesses(const CString &args, std::vector<PROCESSROW> &picked);
 // True for an unsigned decimal number, whose value goes to *value.
 bool QueryIsNumber(const CString &text, DWORD *value);
+// A process opened for some access, closed when it goes; Get() is null
+// when it could not be opened.
+class ProcessHandle {
+public:
+    ProcessHandle(DWORD pid, DWORD access) : h_(OpenProcess(access, FALSE, pid)) {}
+    ~ProcessHandle() {
+        if (h_) CloseHandle(h_);
+    }
+    ProcessHandle(const ProcessHandle &) = delete;
+    ProcessHandle &operator=(const ProcessHandle &) = delete;
+    HANDLE Get() const { return h_; }
+
+private:
+    HANDLE h_;
+};
+
+// A window's title, and the top-level window whose title matches a pattern
+// (wildcards, or a regular expression behind "::"), visible ones first;
+// null when none does.
+CString WindowTitle(HWND hwnd);
+HWND FindWindowByTitle(const CString &pattern);
+
 // The full path of a process's program, or empty.
 CString ProcessPath(DWORD pid);
 

@@ -14,13 +14,6 @@ namespace {
 
 constexpr DWORD kFlashMs = 120;
 
-CString WindowTitle(HWND hwnd) {
-    int n = GetWindowTextLengthW(hwnd);
-    CString title(n + 1, L'\0');
-    title.resize(GetWindowTextW(hwnd, title.data(), n + 1));
-    return title;
-}
-
 struct TITLESEARCH {
     const wchar_t *pszPattern;
     HWND hFound;
@@ -39,12 +32,23 @@ BOOL CALLBACK MatchTitle(HWND hwnd, LPARAM param) {
     return FALSE;
 }
 
+}  // namespace
+
+CString WindowTitle(HWND hwnd) {
+    int n = GetWindowTextLengthW(hwnd);
+    CString title(n + 1, L'\0');
+    title.resize(GetWindowTextW(hwnd, title.data(), n + 1));
+    return title;
+}
+
 // The top-level window whose title matches, visible ones first.
 HWND FindWindowByTitle(const CString &pattern) {
     TITLESEARCH search{pattern.c_str(), nullptr, nullptr};
     EnumWindows(MatchTitle, (LPARAM)&search);
     return search.hFound ? search.hFound : search.hHidden;
 }
+
+namespace {
 
 // Take a leading quoted title off args; the window it names goes to
 // *hwnd.  Without a title, *hwnd is null and args are left alone.

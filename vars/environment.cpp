@@ -71,6 +71,11 @@ bool ValueFitsType(const VARIABLETYPE &row, const CString &value) {
 
 }  // namespace
 
+CString QueryVariableType(const CString &name) {
+    VARIABLETYPE *row = FindTypeRow(name);
+    return row ? CString(kTypeNames[row->nType]) : CString(kTypeNames[0]);
+}
+
 bool QueryTypeValid(const CString &name, const CString &value) {
     VARIABLETYPE *row = FindTypeRow(name);
     return !row || ValueFitsType(*row, value);

@@ -115,15 +115,7 @@ CString FormatFixed(const Decimal &v, const EvalOptions &o) {
 
 // Scientific: a mantissa rounded to the maximum places, then "E+n"/"E-n".
 CString FormatScientific(const Decimal &v, const EvalOptions &o) {
-    Decimal r = DecCopy(v);
-    {
-        MpdLock lock;
-        mpd_context_t ctx = EvalContext((int64_t)o.nMax + 1);
-        ctx.round = MPD_ROUND_HALF_UP;
-        uint32_t status = 0;
-        mpd_qfinalize(r.p, &ctx, &status);
-        CheckStatus(status);
-    }
+    Decimal r = DecRoundSignificant(v, o.nMax);
     int64_t exponent;
     bool negative;
     CString digits = Widen(DecDigits(r, &exponent, &negative));
@@ -207,7 +199,7 @@ int EvaluateExpressionQuiet(CString &expr, CString *errorText) {
         text = text.Left(eq) + ParseOptions(behind, o);
     }
     try {
-        Decimal value = EvalParse(text, o.nMax);
+        Decimal value = EvalParse(text, o.nMax, o.fScientific);
         expr = FormatResult(value, o);
         return 0;
     } catch (const EvalError &e) {

@@ -287,12 +287,27 @@ Decimal DecPow(const Decimal &a, const Decimal &b, int places) {
                    [&](mpd_t *r, mpd_context_t *c, uint32_t *s) { mpd_qpow(r, a.p, b.p, c, s); }, ERROR_BD_EVAL_DOMAIN);
 }
 
-Decimal DecRound(const Decimal &a, int64_t prec) {
+Decimal DecRound(const Decimal &a, int64_t prec, int rounding) {
     MpdLock lock;
     Decimal r = DecCopy(a);
     mpd_context_t ctx = EvalContext(prec);
+    ctx.round = rounding;
     uint32_t status = 0;
     mpd_qfinalize(r.p, &ctx, &status);
+    CheckStatus(status);
+    return r;
+}
+
+Decimal DecRoundSignificant(const Decimal &a, int places) { return DecRound(a, (int64_t)places + 1, MPD_ROUND_HALF_UP); }
+
+Decimal DecRoundPlaces(const Decimal &a, int places) {
+    MpdLock lock;
+    if (mpd_isspecial(a.p) || a.p->exp >= -(int64_t)places) return DecCopy(a);
+    Decimal r;
+    mpd_context_t ctx = ExactContext();
+    ctx.round = MPD_ROUND_HALF_UP;
+    uint32_t status = 0;
+    mpd_qrescale(r.p, a.p, -(int64_t)places, &ctx, &status);
     CheckStatus(status);
     return r;
 }

@@ -102,8 +102,16 @@ Decimal DecShift(const Decimal &a, const Decimal &n, bool left);
 // Arithmetic at the working precision.
 Decimal DecDiv(const Decimal &a, const Decimal &b, int places);
 Decimal DecPow(const Decimal &a, const Decimal &b, int places);
-// Rounds a to prec significant digits.
-Decimal DecRound(const Decimal &a, int64_t prec);
+// Rounds a to prec significant digits (ties to even unless told).
+Decimal DecRound(const Decimal &a, int64_t prec, int rounding = MPD_ROUND_HALF_EVEN);
+// Rounds a to places digits after the point, ties away from zero; a value
+// with no more places than that is returned as it is.  Division, powers
+// and the math functions give their results this way, so that the output
+// (which cuts) shows 1/6 to three places as 0.167.
+Decimal DecRoundPlaces(const Decimal &a, int places);
+// The same for scientific output, where the places are those of the
+// mantissa: a is rounded to places + 1 significant digits.
+Decimal DecRoundSignificant(const Decimal &a, int places);
 
 // Math functions (evalmath.cpp).  A function takes its argument and the
 // places of the result.
@@ -125,5 +133,6 @@ template <typename F> Decimal Compute(mpd_context_t ctx, F f, int invalid, uint3
 }
 
 // The tokenizer and parser (evalparse.cpp): the value of an expression
-// (without options), with places decimal places of working precision.
-Decimal EvalParse(const CString &text, int places);
+// (without options), with places decimal places of working precision
+// (places after the first significant digit when scientific).
+Decimal EvalParse(const CString &text, int places, bool scientific = false);

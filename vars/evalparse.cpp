@@ -41,6 +41,7 @@ struct Parser {
     CString text;               // a working copy; rol and ror cut their counts out of it
     size_t pos = 0;
     int places = 0;
+    bool scientific = false;    // places count from the first significant digit
     int depth = 0;              // open groups and function arguments
     int type = TOKEN_NONE;
     int op = 0;
@@ -49,6 +50,12 @@ struct Parser {
     CString word;               // name of a function-like token
     wchar_t decimalChar = L'.', thousandsChar = L',';
 };
+
+// The result of a division, a power, pi or a math function, rounded at the
+// working precision before anything else uses it.
+Decimal AtWorkingPrecision(const Parser &P, const Decimal &v) {
+    return P.scientific ? DecRoundSignificant(v, P.places) : DecRoundPlaces(v, P.places);
+}
 
 Decimal Level1(Parser &P);
 Decimal Level5(Parser &P);
@@ -158,7 +165,7 @@ void ReadWord(Parser &P) {
             return;
         }
     }
-    if (word.EqualsNoCase(L"pi")) return SetNumber(P, DecPi(P.places));
+    if (word.EqualsNoCase(L"pi")) return SetNumber(P, AtWorkingPrecision(P, DecPi(P.places)));
     if (P.text.At(P.pos) == L'[') {
         size_t close = P.text.find(L']', P.pos);
         if (close == CString::npos) EvalFail(ERROR_BD_EVAL_SYNTAX, word.c_str());
@@ -294,7 +301,7 @@ Decimal RotateFunction(Parser &P) {
 Decimal CallFunction(Parser &P) {
     EvalMathFunction f = P.pfnFunction;
     Decimal x = Group(P);
-    return f(x, P.places);
+    return AtWorkingPrecision(P, f(x, P.places));
 }
 
 // A primary.  An operator other than "(" and "!" gives no value of its own
@@ -337,7 +344,7 @@ Decimal Level4(Parser &P) {
     while (IsOperator(P, OP_POWER)) {
         NextToken(P);
         Decimal right = Level5(P);
-        v = DecPow(v, right, P.places);
+        v = AtWorkingPrecision(P, DecPow(v, right, P.places));
     }
     return v;
 }
@@ -351,7 +358,7 @@ Decimal Level3(Parser &P) {
         Decimal right = Level4(P);
         switch (op) {
         case OP_TIMES: v = DecMul(v, right); break;
-        case OP_DIVIDE: v = DecDiv(v, right, P.places); break;
+        case OP_DIVIDE: v = AtWorkingPrecision(P, DecDiv(v, right, P.places)); break;
         case OP_INTDIV: v = DecDivInt(v, right); break;
         default: v = DecRem(v, right); break;
         }
@@ -397,10 +404,11 @@ Decimal Level1(Parser &P) {
 
 }  // namespace
 
-Decimal EvalParse(const CString &text, int places) {
+Decimal EvalParse(const CString &text, int places, bool scientific) {
     Parser P;
     P.text = text;
     P.places = places;
+    P.scientific = scientific;
     P.decimalChar = QueryDecimalChar();
     P.thousandsChar = QueryThousandsChar();
     NextToken(P);

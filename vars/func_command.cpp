@@ -1,12 +1,15 @@
 // Functions of the command family: @ALIAS and @FUNCTION (stored text),
-// @EXEC and @EXECSTR (a command run inside the expansion of another), and
-// @ERRTEXT (the text of an error number).
+// @EXEC and @EXECSTR (a command run inside the expansion of another),
+// @ERRTEXT (the text of an error number), @IF, @OPTION, @VARTYPE, and the
+// clipboard's @CLIP and @CLIPW.
 #include "base/args.h"
 #include "base/errors.h"
 #include "base/format.h"
 #include "base/hooks.h"
 #include "base/options.h"
 #include "base/state.h"
+#include "batch/batch.h"
+#include "config/config.h"
 #include "vars/func_internal.h"
 #include "vars/functions.h"
 #include "vars/lists.h"
@@ -165,4 +168,112 @@ int Func_ErrText(FUNCCALL &call) {
     text.TrimRight(L"\r\n");
     call.args = text;
     return 0;
+}
+
+// @IF[condition,true,false]: the second argument when the condition holds,
+// else the third (empty when missing).  Neither is expanded here.
+int Func_If(FUNCCALL &call) {
+    CString condition, rest, yes, no;
+    if (!SplitAtComma(call.args, &condition, &rest)) return ERROR_INVALID_PARAMETER;
+    if (!SplitAtComma(rest, &yes, &no)) yes = rest;
+    condition.Trim();
+    if (condition.empty()) return ERROR_INVALID_PARAMETER;
+    int result = TestCondition(condition, 0);
+    if (result < 0) return ERROR_INVALID_PARAMETER;
+    call.args = result > 0 ? yes : no;
+    return 0;
+}
+
+// @OPTION[name]: the value of an option as OPTION shows it.
+int Func_Option(FUNCCALL &call) {
+    CString name = call.args, value;
+    name.Trim();
+    if (name.empty()) return ERROR_INVALID_PARAMETER;
+    if (GetOptionValue(name.c_str(), value)) return ERROR_BD_UNKNOWN_OPTION;
+    call.args = value;
+    return 0;
+}
+
+// @VARTYPE[name]: the type that SET /T gave a variable ("none" without).
+int Func_VarType(FUNCCALL &call) {
+    CString name = call.args;
+    name.Trim();
+    if (name.empty()) return ERROR_INVALID_PARAMETER;
+    call.args = QueryVariableType(name);
+    return 0;
+}
+
+namespace {
+
+// The clipboard, open for the length of a scope.  Another program may hold
+// it for a moment: a few tries are made.
+class ClipboardLock {
+public:
+    ClipboardLock() {
+        for (int i = 0; i < 10 && !(open_ = OpenClipboard(nullptr)); i++) Sleep(20);
+        if (!open_) error_ = SystemError();
+    }
+    ~ClipboardLock() {
+        if (open_) CloseClipboard();
+    }
+    int Error() const { return open_ ? 0 : error_ ? error_ : ERROR_ACCESS_DENIED; }
+
+private:
+    BOOL open_ = FALSE;
+    int error_ = 0;
+};
+
+}  // namespace
+
+// @CLIP[n]: line n (from 0) of the text on the clipboard; "**EOC**" past
+// the last line.
+int Func_Clip(FUNCCALL &call) {
+    long long n = 0;
+    if (!call.args.TrimLeftCopy().empty() && (!ReadWholeNumber(call.args, &n) || n < 0)) return ERROR_INVALID_PARAMETER;
+    CString text;
+    {
+        ClipboardLock clip;
+        if (int rc = clip.Error()) return rc;
+        if (HANDLE data = GetClipboardData(CF_UNICODETEXT)) {
+            if (const wchar_t *p = (const wchar_t *)GlobalLock(data)) {
+                text.assign(p, wcsnlen(p, GlobalSize(data) / sizeof(wchar_t)));
+                GlobalUnlock(data);
+            }
+        }
+    }
+    size_t at = 0;
+    for (long long line = 0; line < n && at != CString::npos; line++) {
+        at = text.find(L'\n', at);
+        if (at != CString::npos) at++;
+    }
+    if (at == CString::npos || (at >= text.size() && (n > 0 || text.empty()))) {
+        call.args = L"**EOC**";
+        return 0;
+    }
+    CString line = text.Mid(at, text.find(L'\n', at) - at);
+    line.TrimRight(L"\r");
+    call.args = line;
+    return FUNC_NO_RESCAN;
+}
+
+// @CLIPW[text]: put the text on the clipboard; the value is 0.
+int Func_ClipWrite(FUNCCALL &call) {
+    CString text = call.args;
+    UnEscapeLine(text);
+    HGLOBAL block = GlobalAlloc(GMEM_MOVEABLE, (text.size() + 1) * sizeof(wchar_t));
+    if (!block) return ERROR_NOT_ENOUGH_MEMORY;
+    memcpy(GlobalLock(block), text.c_str(), (text.size() + 1) * sizeof(wchar_t));
+    GlobalUnlock(block);
+    ClipboardLock clip;
+    if (int rc = clip.Error()) {
+        GlobalFree(block);
+        return rc;
+    }
+    EmptyClipboard();
+    if (!SetClipboardData(CF_UNICODETEXT, block)) {
+        int rc = SystemError();
+        GlobalFree(block);
+        return rc;
+    }
+    return SetNumber(call.args, 0);
 }

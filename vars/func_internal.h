@@ -5,6 +5,7 @@
 #include <vector>
 #include "base/cstring.h"
 #include "base/options.h"
+#include "base/platform.h"
 
 // The families of the function table.
 enum FunctionFamily : int {
@@ -64,6 +65,19 @@ CString NameArgument(const CString &text);
 void NameAndRest(const CString &args, CString *name, CString *rest);
 // Store a number as the value.
 int SetNumber(CString &args, long long value);
+// A system error code as a function's result: never 0 (success) and never
+// 1 (which tells the dispatcher that the name is unknown).
+int SystemError(DWORD code = GetLastError());
+// The arguments split at every comma outside double quotes and back-quotes
+// (an empty text gives none; "a," gives "a" and an empty one).
+std::vector<CString> SplitArguments(const CString &args);
+// One integer ("%I64i": decimal or 0x hexadecimal) that is the whole text,
+// blanks around it aside.
+bool ReadWholeNumber(const CString &text, long long *value);
+
+// The longest value a function builds (characters); a longer one is
+// refused with ERROR_BD_RESULT_TOO_LONG rather than exhausting memory.
+constexpr size_t kMaxFunctionValue = 0x100000;
 // A byte count in the unit a scale text names: b (bytes), k K m M g G t T
 // (thousands or 1024s); a "c" behind it puts in thousands separators.
 // Returns 0 or 87 for an unknown scale.
@@ -73,3 +87,18 @@ int ScaleByteCount(unsigned long long bytes, const CString &unit, CString &value
 // (UTF-16 and UTF-8 with or without a mark, else the ANSI code page).
 // Returns 0 or a system error code.
 int ReadTextLines(const wchar_t *fileName, std::vector<CString> *lines);
+
+// Pure pieces of the number and character families.
+bool QueryIsPrime(unsigned long long n);
+CString ToBase(unsigned long long value, int base);
+bool QueryIsFloat(const CString &text);
+
+// The bytes of a buffer or shared memory block that @BALLOC or @SMOPEN
+// gave (handle text in hexadecimal): offset and length must lie inside it.
+// Returns 0, 87 for a bad range, or ERROR_INVALID_HANDLE.
+int QueryBufferRange(const CString &handle, long long offset, long long length, unsigned char **data, size_t *size);
+// The full path of a file name (the name itself when it has none).
+CString FullPathOf(const CString &name);
+// The system handle of a file that @FILEOPEN opened, by its number; 0 or
+// ERROR_INVALID_HANDLE.
+int QueryOpenFile(long long number, HANDLE *h);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <climits>
 #include "base/args.h"
+#include "base/errors.h"
 #include "base/format.h"
 #include "vars/func_internal.h"
 
@@ -54,23 +55,32 @@ int Func_Left(FUNCCALL &call) {
 
 int Func_Right(FUNCCALL &call) { return Func_Left(call); }
 
+// The part of text that a start position and a length pick: the length
+// counts to the right from start, or, when negative, the characters to the
+// left of start.  Both are clamped to the text.
+static CString Slice(const CString &text, size_t from, long long length) {
+    if (length >= 0) return text.Mid(from, Clamp(length, text.size() - from));
+    size_t count = Clamp(-length, from);
+    return text.Mid(from - count, count);
+}
+
 // @SUBSTR[string,start[,length]]: the string ends at the first comma outside
-// quotes; a length of 0 or below counts by its magnitude.
+// quotes; a negative length takes the characters left of start.
 int Func_Substr(FUNCCALL &call) {
     CString text, rest;
     if (!SplitAtComma(call.args, &text, &rest)) return ERROR_INVALID_PARAMETER;
     int start = 0, length = 0;
     if (Sscanf(rest.c_str(), L"%i", &start) != 1 || start < 0) return ERROR_INVALID_PARAMETER;
     long long count = INT_MAX;
-    if (Sscanf(rest.c_str(), L"%i ,%i", &start, &length) == 2) count = length < 0 ? -(long long)length : length;
+    if (Sscanf(rest.c_str(), L"%i ,%i", &start, &length) == 2) count = length;
     UnEscapeLine(text);
-    size_t from = Clamp(start, text.size());
-    call.args = text.Mid(from, Clamp(count, text.size() - from));
+    call.args = Slice(text, Clamp(start, text.size()), count);
     return 0;
 }
 
 // @INSTR[start,length,string]: a negative start counts from the end, a
-// missing length takes the rest, a negative one leaves that many off the end.
+// missing length takes the rest, a negative one takes the characters left
+// of start.
 int Func_Instr(FUNCCALL &call) {
     int start = 0, length = 0, offset = -1;
     if (Sscanf(call.args.c_str(), L"%i", &start) != 1) return ERROR_INVALID_PARAMETER;
@@ -80,9 +90,7 @@ int Func_Instr(FUNCCALL &call) {
     UnEscapeLine(text);
     size_t len = text.size();
     size_t from = start >= 0 ? Clamp(start, len) : len - Clamp(-(long long)start, len);
-    size_t rest = len - from;
-    size_t count = got < 3 ? rest : length >= 0 ? Clamp(length, rest) : rest - Clamp(-(long long)length, rest);
-    call.args = text.Mid(from, count);
+    call.args = Slice(text, from, got < 3 ? (long long)INT_MAX : length);
     return 0;
 }
 
@@ -117,6 +125,7 @@ int Func_Repeat(FUNCCALL &call) {
         return ERROR_INVALID_PARAMETER;
     }
     if (n < 0) return ERROR_INVALID_PARAMETER;
+    if ((size_t)n > kMaxFunctionValue) return ERROR_BD_RESULT_TOO_LONG;
     call.args.assign((size_t)n, c);
     return 0;
 }

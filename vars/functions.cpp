@@ -165,3 +165,34 @@ int SetNumber(CString &args, long long value) {
     args = FormatStr(L"%I64d", value);
     return 0;
 }
+
+int SystemError(DWORD code) {
+    if (code == ERROR_SUCCESS) return ERROR_GEN_FAILURE;
+    return code == ERROR_INVALID_FUNCTION ? ERROR_NOT_SUPPORTED : (int)code;
+}
+
+std::vector<CString> SplitArguments(const CString &args) {
+    std::vector<CString> parts;
+    if (args.empty()) return parts;
+    CString rest = args, left, right;
+    while (SplitAtComma(rest, &left, &right)) {
+        parts.push_back(left);
+        rest = right;
+    }
+    parts.push_back(rest);
+    return parts;
+}
+
+bool ReadWholeNumber(const CString &text, long long *value) {
+    int used = -1;
+    if (Sscanf(text.c_str(), L" %I64i %n", value, &used) != 2) return false;
+    return (size_t)used == text.size();
+}
+
+CString FullPathOf(const CString &name) {
+    DWORD n = name.empty() ? 0 : GetFullPathNameW(name.c_str(), 0, nullptr, nullptr);
+    if (!n) return name;
+    CString full(n, L'\0');
+    full.resize(GetFullPathNameW(name.c_str(), n, full.data(), nullptr));
+    return full.empty() ? name : full;
+}

@@ -94,6 +94,8 @@ constexpr int kVariableTypeRows = 200;
 extern VARIABLETYPE aVariableTypes[kVariableTypeRows];
 // Enter name's row from a "/T" text; reports and returns 2 on a bad one.
 int SetVariableType(const CString &name, const wchar_t *typeText);
+// The type keyword of name ("int", "regex", ...; "none" without a type).
+CString QueryVariableType(const CString &name);
 // Whether value is valid for name's type (true when it has none).
 bool QueryTypeValid(const CString &name, const CString &value);
 
@@ -106,6 +108,10 @@ enum : unsigned {
     REG_QUIET = 0x10000000,     // a missing value gives 2 without a message
 };
 int RegistryEnvironment(unsigned flags, CString &text);
+// The predefined key of a registry root name ("HKCU" or
+// "HKEY_CURRENT_USER", any case; HKLM, HKCU, HKCR, HKU, HKCC, HKPD) and
+// its long name; null when the name is no root.
+HKEY QueryRegistryRoot(const CString &name, const wchar_t **longName = nullptr);
 // The environment reload after a settings broadcast (SettingChange).
 void UpdateEnvironment();
 void NoteSettingChange();

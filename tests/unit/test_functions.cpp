@@ -110,7 +110,7 @@ TEST_F(Functions, UnknownAndSpecialNames) {
     EXPECT_EQ(Rc(L"@everything", L"x"), 1);
     EXPECT_EQ(Rc(L"@MOUSE", L"x"), 1);
     EXPECT_EQ(Rc(L"@left_64", L"2,abc"), 1);  // only the registry functions take a view suffix
-    EXPECT_EQ(Rc(L"@regquery_64", L"hkcu\\x"), ERROR_BD_FUNC_NOT_AVAILABLE);
+    EXPECT_EQ(Rc(L"@regquery_64", L"hkcu\\x"), ERROR_BD_NO_SUCH_KEY);
     EXPECT_EQ(Rc(L"@regquery_16", L"hkcu\\x"), 1);
     EXPECT_EQ(V(L"@arrayize", L"a b, c"), L"a b, c");
     EXPECT_EQ(V(L"@smart", L"c:"), L"c:");
@@ -193,7 +193,8 @@ TEST_F(Functions, LeftAndRight) {
 TEST_F(Functions, SubstrAndInstr) {
     EXPECT_EQ(V(L"@substr", L"abcdef,2,3"), L"cde");
     EXPECT_EQ(V(L"@substr", L"abcdef,2"), L"cdef");
-    EXPECT_EQ(V(L"@substr", L"abcdef,2,-3"), L"cde");
+    EXPECT_EQ(V(L"@substr", L"abcdef,4,-3"), L"bcd");  // a negative length: left of the start
+    EXPECT_EQ(V(L"@substr", L"abcdef,2,-3"), L"ab");
     EXPECT_EQ(V(L"@substr", L"abcdef,2,0"), L"");
     EXPECT_EQ(V(L"@substr", L"abc,10"), L"");
     EXPECT_EQ(V(L"@substr", L"\"a,b\",1,2"), L"a,");
@@ -203,7 +204,9 @@ TEST_F(Functions, SubstrAndInstr) {
     EXPECT_EQ(Rc(L"@substr", L"abc"), 87);
     EXPECT_EQ(V(L"@instr", L"1,2,abcdef"), L"bc");
     EXPECT_EQ(V(L"@instr", L"-2,,abcdef"), L"ef");
-    EXPECT_EQ(V(L"@instr", L"0,-2,abcdef"), L"abcd");
+    EXPECT_EQ(V(L"@instr", L"0,-2,abcdef"), L"");
+    EXPECT_EQ(V(L"@instr", L"4,-2,abcdef"), L"cd");
+    EXPECT_EQ(V(L"@instr", L"-1,-3,abcdef"), L"cde");
     EXPECT_EQ(V(L"@instr", L"10,2,abc"), L"");
     EXPECT_EQ(V(L"@instr", L"0,3,a,b,c"), L"a,b");
     EXPECT_EQ(Rc(L"@instr", L"x,2,abc"), 87);

@@ -2,6 +2,7 @@
 // unit tests) these tests are skipped; tests/interactive/check_console.py
 // runs them again inside a terminal, where Wine gives the program a console.
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <string>
 #include <vector>
 #include "base/format.h"
@@ -13,6 +14,7 @@
 #include "console/screen.h"
 #include "core/cmdtable.h"
 #include "scoped_state.h"
+#include "vars/functions.h"
 
 namespace {
 
@@ -235,3 +237,26 @@ TEST_F(ConsoleScreen, CursorShapeFollowsTheOptions) {
 }
 
 }  // namespace
+
+// The console functions read what the cell layer wrote.
+TEST_F(ConsoleScreen, FunctionsReadTheScreen) {
+    auto value = [](const wchar_t *name, const wchar_t *args) {
+        CString n(name), a(args);
+        int rc = VariableFunction(n, a);
+        return rc ? FormatStr(L"error %d", rc) : a;
+    };
+    WriteStrAtt(4, 6, 0x1E, L"Screen");
+    EXPECT_EQ(value(L"@readscr", L"4,6,6"), L"Screen");
+    EXPECT_EQ(value(L"@readscr", L"4,8,2"), L"re");
+    EXPECT_EQ(value(L"@readattrib", L"4,7"), L"30");
+    EXPECT_EQ(value(L"@readattrib", L"4,12"), L"7");
+    EXPECT_EQ(value(L"@readscr", L"-1,0,1"), L"error 87");
+    CONSOLE_SCREEN_BUFFER_INFO info;
+    ASSERT_TRUE(GetConsoleScreenBufferInfo(ConsoleOutputHandle(), &info));
+    EXPECT_EQ(value(L"@consoleb", L""), FormatStr(L"%d,%d", info.dwSize.Y, info.dwSize.X));
+    CString window = value(L"@console", L"");
+    EXPECT_EQ(window.find_first_not_of(L"0123456789"), CString::npos) << window.c_str();
+    // The font: "name,width,height", or the system's word that it has none.
+    CString font = value(L"@font", L"");
+    EXPECT_TRUE(font.StartsWith(L"error ") || std::count(font.begin(), font.end(), L',') >= 2) << font.c_str();
+}

@@ -10,6 +10,7 @@
 #include <psapi.h>
 #include <string>
 #include <vector>
+#include "vars/coding.h"
 
 namespace {
 
